@@ -1,0 +1,189 @@
+// Operand forms: how a handler turns the fields of its word into the arguments of its operation.
+//
+// A form is a type: sform<A...> for the specialised tier, gform<D, A...> for the generic frame.
+// Each operand extractor A has
+//   get<ESZ>(word)         the handle or immediate passed to a specialised operation;
+//   gget<ESZ>(state, word) the value passed to a generic function (Z as VecV, P as PredV,
+//                          a general register as its 64-bit value).
+// ESZ is the element size code of the row (9 where the row has none). A destination D of the
+// generic frame has put<ESZ>(state, word, result). Families add extractors for their own
+// immediates next to their operations; the ones here are the shared shapes.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+#include "sve/core/cpu_state.h"
+#include "sve/core/generic.h"
+
+namespace sf {
+
+constexpr int ESZ_NONE = 9;
+
+constexpr uint32_t fld(uint32_t w, int lo, int n) { return (w >> lo) & ((1u << n) - 1); }
+constexpr int64_t sfld(uint32_t w, int lo, int n) {
+    return int64_t(uint64_t(fld(w, lo, n)) << (64 - n)) >> (64 - n);
+}
+constexpr uint32_t qual_of(int q, int esz) { return q < 0 ? uint32_t(esz) : uint32_t(q); }
+
+// Z register at bits LO+4:LO, ordinary shape; Q < 0 takes the row's element size.
+template <int LO, int Q = -1>
+struct Z {
+    template <int ESZ> static aarch64_z_reg get(uint32_t w) {
+        return {fld(w, LO, 5), qual_of(Q, ESZ), {ZQ_NONE, ZQ_NONE}};
+    }
+    template <int ESZ> static VecV gget(const cpu_state* s, uint32_t w) { return load_vec(s, fld(w, LO, 5)); }
+};
+
+// Z register that is source and destination (Zdn, Zda).
+template <int LO, int Q = -1>
+struct Zt {
+    template <int ESZ> static aarch64_z_reg get(uint32_t w) {
+        uint32_t q = qual_of(Q, ESZ);
+        return {fld(w, LO, 5), ZQ_NONE, {q, q}};
+    }
+    template <int ESZ> static VecV gget(const cpu_state* s, uint32_t w) { return load_vec(s, fld(w, LO, 5)); }
+};
+
+// P register of NB bits at LO, ordinary shape, qualifier Q (< 0: the row's element size).
+template <int LO, int NB, int Q>
+struct P {
+    template <int ESZ> static aarch64_p_reg get(uint32_t w) {
+        return {fld(w, LO, NB), qual_of(Q, ESZ), {PQ_NONE, PQ_NONE}};
+    }
+    template <int ESZ> static PredV gget(const cpu_state* s, uint32_t w) { return pack_pred(s->p[fld(w, LO, NB)]); }
+};
+
+// P register that is source and destination.
+template <int LO, int NB, int Q = -1>
+struct Pt {
+    template <int ESZ> static aarch64_p_reg get(uint32_t w) {
+        uint32_t q = qual_of(Q, ESZ);
+        return {fld(w, LO, NB), PQ_NONE, {q, q}};
+    }
+    template <int ESZ> static PredV gget(const cpu_state* s, uint32_t w) { return pack_pred(s->p[fld(w, LO, NB)]); }
+};
+
+// General register, 31 is the zero register.
+template <int LO, int Q = RQ_X>
+struct R {
+    template <int ESZ> static aarch64_i_reg get(uint32_t w) { return {fld(w, LO, 5), uint32_t(Q), {RQ_NONE, RQ_NONE}}; }
+    template <int ESZ> static uint64_t gget(const cpu_state* s, uint32_t w) {
+        uint32_t n = fld(w, LO, 5);
+        return n == 31 ? 0 : s->x[n];
+    }
+};
+
+// General register that is source and destination.
+template <int LO, int Q = RQ_X>
+struct Rt {
+    template <int ESZ> static aarch64_i_reg get(uint32_t w) { return {fld(w, LO, 5), RQ_NONE, {uint32_t(Q), uint32_t(Q)}}; }
+    template <int ESZ> static uint64_t gget(const cpu_state* s, uint32_t w) { return R<LO, Q>::template gget<ESZ>(s, w); }
+};
+
+// General register, 31 is the stack pointer.
+template <int LO, int Q = RQ_X>
+struct Rsp {
+    template <int ESZ> static aarch64_i_rsp_reg get(uint32_t w) { return {fld(w, LO, 5), uint32_t(Q)}; }
+    template <int ESZ> static uint64_t gget(const cpu_state* s, uint32_t w) {
+        uint32_t n = fld(w, LO, 5);
+        return n == 31 ? s->sp : s->x[n];
+    }
+};
+
+// Unsigned and sign-extended immediate fields.
+template <int LO, int N>
+struct UImm {
+    template <int ESZ> static uint64_t get(uint32_t w) { return fld(w, LO, N); }
+    template <int ESZ> static uint64_t gget(const cpu_state*, uint32_t w) { return fld(w, LO, N); }
+};
+template <int LO, int N>
+struct SImm {
+    template <int ESZ> static int64_t get(uint32_t w) { return sfld(w, LO, N); }
+    template <int ESZ> static int64_t gget(const cpu_state*, uint32_t w) { return sfld(w, LO, N); }
+};
+
+// The 8-bit immediate of add, sub and the like: bits 12:5, shifted left by 8 when bit 13 is set.
+struct Imm8Sh {
+    template <int ESZ> static uint64_t get(uint32_t w) { return uint64_t(fld(w, 5, 8)) << (fld(w, 13, 1) * 8); }
+    template <int ESZ> static uint64_t gget(const cpu_state*, uint32_t w) { return get<ESZ>(w); }
+};
+
+// Destinations of the generic frame.
+template <int LO>
+struct DZ {
+    template <int ESZ> static void put(cpu_state* s, uint32_t w, const VecV& v) { store_vec(s, fld(w, LO, 5), v); }
+};
+template <int LO, int NB = 4>
+struct DP {
+    template <int ESZ> static void put(cpu_state* s, uint32_t w, const PredV& p) { unpack_pred(s->p[fld(w, LO, NB)], p); }
+};
+template <int LO>
+struct DR {  // general register, 31 drops the result; a 32-bit result arrives zero-extended
+    template <int ESZ> static void put(cpu_state* s, uint32_t w, uint64_t v) {
+        uint32_t n = fld(w, LO, 5);
+        if (n != 31) s->x[n] = v;
+    }
+};
+template <int LO>
+struct DRsp {
+    template <int ESZ> static void put(cpu_state* s, uint32_t w, uint64_t v) {
+        uint32_t n = fld(w, LO, 5);
+        if (n == 31) s->sp = v; else s->x[n] = v;
+    }
+};
+template <int LO, int BYTES>
+struct DV {  // floating-point / SIMD scalar: low bytes, the rest of the Z register zeroed
+    template <int ESZ> static void put(cpu_state* s, uint32_t w, uint64_t v) { store_scalar(s, fld(w, LO, 5), v, BYTES); }
+};
+struct DNone {};
+
+// Specialised handler: the word goes to insn, the operation gets the handles.
+template <class... A>
+struct sform {
+    template <auto OP, int ESZ>
+    static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+        s->insn = w;
+        return OP(s, A::template get<ESZ>(w)...);
+    }
+};
+
+// Generic handler: the frame of the generic tier around the exported function.
+template <class D, class... A>
+struct gform {
+    template <auto FN, int ESZ>
+    static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+        CpuContext c = frame_enter(s);
+        if constexpr (std::is_same_v<D, DNone>) {
+            FN(A::template gget<ESZ>(s, w)..., &c);
+        } else {
+            D::template put<ESZ>(s, w, FN(A::template gget<ESZ>(s, w)..., &c));
+        }
+        frame_leave(s, c);
+        return RC_DONE;
+    }
+};
+
+// Specialised handler on the host floating-point unit: the host FPSR is loaded from the record
+// before the operation and stored back after it. Elsewhere the operations accumulate their flags
+// into the record themselves, so the frame is empty.
+template <class SF>
+struct host_fpsr {
+    template <auto OP, int ESZ>
+    static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+#if defined(__aarch64__)
+        uint64_t in = s->fpsr;
+        __asm__ volatile("msr fpsr, %0" : : "r"(in) : "memory");
+        aarch64_decode_rc rc = SF::template run<OP, ESZ>(s, w);
+        uint64_t out;
+        __asm__ volatile("mrs %0, fpsr" : "=r"(out) : : "memory");
+        s->fpsr = uint32_t(out);
+        return rc;
+#else
+        return SF::template run<OP, ESZ>(s, w);
+#endif
+    }
+};
+
+}  // namespace sf

@@ -1,0 +1,51 @@
+#include "sve/core/generic.h"
+
+CpuContext cpu_ctxt;
+CpuContext* ctxt;
+
+uint32_t VecTrueILength(uint32_t pattern, uint32_t n) {
+    switch (pattern) {
+    case 0: {  // POW2
+        if (n <= 1) return 1;
+        uint32_t p = 1;
+        while (p * 2 <= n) p *= 2;
+        return p;
+    }
+    case 1: case 2: case 3: case 4: case 5: case 6: case 7: case 8:
+        return n >= pattern ? pattern : 0;
+    case 9: case 10: case 11: case 12: case 13: {  // VL16 to VL256
+        uint32_t c = 1u << (pattern - 5);
+        return n >= c ? c : 0;
+    }
+    case 29: return n & ~3u;         // MUL4
+    case 30: return n / 3 * 3;       // MUL3
+    case 31: return n & ~1u;         // ALL
+    default: return 0;
+    }
+}
+
+PredV pack_pred(const uint8_t* b) {
+    PredV p = {{0, 0, 0, 0}};
+    for (int i = 0; i < SVE_VL_BYTES; i++) p.w[i >> 6] |= uint64_t(b[i] & 1) << (i & 63);
+    return p;
+}
+
+void unpack_pred(uint8_t* b, const PredV& p) {
+    for (int i = 0; i < SVE_VL_BYTES; i++) b[i] = (p.w[i >> 6] >> (i & 63)) & 1;
+}
+
+CpuContext frame_enter(const cpu_state* s) {
+    CpuContext c;
+    c.nzcv = uint32_t(s->nzcv);
+    c.fpsr = s->fpsr;
+    c.fpcr = s->fpcr & FPCR_CTX_MASK;
+    c.vl_words = SVE_VL_BITS / 64;
+    c.ffr = pack_pred(s->ffr);
+    return c;
+}
+
+void frame_leave(cpu_state* s, const CpuContext& c) {
+    s->nzcv = c.nzcv;
+    s->fpsr = c.fpsr;
+    unpack_pred(s->ffr, c.ffr);
+}

@@ -1,0 +1,50 @@
+// Portable 128-bit vector types (GCC vector extensions): Advanced SIMD on AArch64, SSE on x86-64.
+// Specialised operations walk an 80-byte register as five of these.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+typedef uint8_t v16u8 __attribute__((vector_size(16)));
+typedef uint16_t v8u16 __attribute__((vector_size(16)));
+typedef uint32_t v4u32 __attribute__((vector_size(16)));
+typedef uint64_t v2u64 __attribute__((vector_size(16)));
+typedef int8_t v16s8 __attribute__((vector_size(16)));
+typedef int16_t v8s16 __attribute__((vector_size(16)));
+typedef int32_t v4s32 __attribute__((vector_size(16)));
+typedef int64_t v2s64 __attribute__((vector_size(16)));
+
+constexpr int SVE_CHUNKS = 5;  // 80 bytes in 16-byte steps
+
+template <class V>
+inline V vload(const uint8_t* p) {
+    V v;
+    std::memcpy(&v, p, sizeof(V));
+    return v;
+}
+template <class V>
+inline void vstore(uint8_t* p, V v) {
+    std::memcpy(p, &v, sizeof(V));
+}
+
+// The 128-bit vector type of an element type.
+template <class T> struct vec_of;
+template <> struct vec_of<uint8_t> { typedef v16u8 type; };
+template <> struct vec_of<uint16_t> { typedef v8u16 type; };
+template <> struct vec_of<uint32_t> { typedef v4u32 type; };
+template <> struct vec_of<uint64_t> { typedef v2u64 type; };
+template <> struct vec_of<int8_t> { typedef v16s8 type; };
+template <> struct vec_of<int16_t> { typedef v8s16 type; };
+template <> struct vec_of<int32_t> { typedef v4s32 type; };
+template <> struct vec_of<int64_t> { typedef v2s64 type; };
+
+// Calls f with a value of the unsigned element type of size code s (0 to 3).
+template <class F>
+inline auto dispatch_unsigned(uint32_t s, F&& f) {
+    switch (s) {
+    case 0: return f(uint8_t());
+    case 1: return f(uint16_t());
+    case 2: return f(uint32_t());
+    default: return f(uint64_t());
+    }
+}

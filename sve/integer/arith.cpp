@@ -1,0 +1,42 @@
+// Vector integer arithmetic.
+#include <cstring>
+
+#include "sve/core/simd.h"
+#include "sve/integer/ops.h"
+
+namespace {
+
+template <class T>
+void add_imm(uint8_t* dst, const uint8_t* src, T imm) {
+    typedef typename vec_of<T>::type V;
+    alignas(16) uint8_t tmp[SVE_VL_BYTES];
+    V k = V{} + imm;
+    for (int c = 0; c < SVE_CHUNKS; c++) vstore(tmp + 16 * c, vload<V>(src + 16 * c) + k);
+    std::memcpy(dst, tmp, SVE_VL_BYTES);
+}
+
+template <class T>
+VecV add_imm_generic(const VecV& zdn, uint64_t imm, const CpuContext* c) {
+    VecV r;
+    uint32_t n = elem_count(c, sizeof(T) * 8);
+    for (uint32_t e = 0; e < n; e++) vset<T>(r, e, T(vget<T>(zdn, e) + T(imm)));
+    return r;
+}
+
+}  // namespace
+
+aarch64_decode_rc sve_add_zi(cpu_state* s, aarch64_z_reg zdn, uint64_t imm) {
+    uint8_t* z = s->z[zdn.num];
+    switch (zdn.tied_qual[0]) {
+    case ES_BYTE: add_imm<uint8_t>(z, z, uint8_t(imm)); break;
+    case ES_HALF: add_imm<uint16_t>(z, z, uint16_t(imm)); break;
+    case ES_WORD: add_imm<uint32_t>(z, z, uint32_t(imm)); break;
+    default: add_imm<uint64_t>(z, z, imm); break;
+    }
+    return RC_DONE;
+}
+
+VecV VecU8AddVIX(VecV zdn, uint64_t imm, CpuContext* c) { return add_imm_generic<uint8_t>(zdn, imm, c); }
+VecV VecU16AddVIX(VecV zdn, uint64_t imm, CpuContext* c) { return add_imm_generic<uint16_t>(zdn, imm, c); }
+VecV VecU32AddVIX(VecV zdn, uint64_t imm, CpuContext* c) { return add_imm_generic<uint32_t>(zdn, imm, c); }
+VecV VecU64AddVIX(VecV zdn, uint64_t imm, CpuContext* c) { return add_imm_generic<uint64_t>(zdn, imm, c); }
