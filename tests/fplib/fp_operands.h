@@ -6,19 +6,11 @@
 #include <cstdint>
 
 #include "sve/fp/lib/fplib.h"
+#include "tests/support/state_util.h"
 
 namespace fptest {
 
-struct Rng {
-    uint64_t s;
-    uint64_t next() {
-        uint64_t z = (s += 0x9E3779B97F4A7C15ull);
-        z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
-        z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
-        return z ^ (z >> 31);
-    }
-    uint32_t below(uint32_t n) { return uint32_t(next() % n); }
-};
+using Rng = test_rng;
 
 struct Fmt {
     int w, m, bias;
