@@ -174,3 +174,64 @@ TEST(FplibHost, ConversionsAgainstHost) {
 }
 
 }  // namespace
+
+// Properties every operation with a floating-point result keeps, over random operands and control
+// words (in the sanitizer build this also walks every shift and table index): the control bits
+// come back unchanged, flags stay in the cumulative bits, and with DN set a NaN result is the
+// default NaN.
+template <class T>
+void check_properties(uint64_t seed) {
+    typedef T (*Fn)(T, T, T, FPSCR&);
+    static const Fn fns[] = {
+        [](T a, T b, T, FPSCR& s) { return FPAdd<T>(a, b, s); },
+        [](T a, T b, T, FPSCR& s) { return FPSub<T>(a, b, s); },
+        [](T a, T b, T, FPSCR& s) { return FPMul<T>(a, b, s); },
+        [](T a, T b, T, FPSCR& s) { return FPMulX<T>(a, b, s); },
+        [](T a, T b, T, FPSCR& s) { return FPDiv<T>(a, b, s); },
+        [](T a, T, T, FPSCR& s) { return FPSqrt<T>(a, s); },
+        [](T a, T b, T c, FPSCR& s) { return FPMulAdd<T>(c, a, b, s); },
+        [](T a, T b, T, FPSCR& s) { return FPMax<T>(a, b, s); },
+        [](T a, T b, T, FPSCR& s) { return FPMinNum<T>(a, b, s); },
+        [](T a, T, T, FPSCR& s) { return FPRoundInt<T>(a, FPRoundingMode(s), true, s); },
+        [](T a, T, T, FPSCR& s) { return FPRecipEstimate<T>(a, s); },
+        [](T a, T, T, FPSCR& s) { return FPRSqrtEstimate<T>(a, s); },
+        [](T a, T, T, FPSCR& s) { return FPRecpX<T>(a, s); },
+        [](T a, T b, T, FPSCR& s) { return FPRecipStepFused<T>(a, b, s); },
+        [](T a, T b, T, FPSCR& s) { return FPRSqrtStepFused<T>(a, b, s); },
+        [](T a, T b, T c, FPSCR& s) { return FPTRIMADD<T>(c & 7, a, b, s); },
+        [](T a, T b, T, FPSCR& s) { return FPTRISMUL<T>(a, b, s); },
+        [](T a, T, T, FPSCR& s) {
+            T r = T(fplibFixedToFP<T>(a, 0, false, FPRoundingMode(s), s));
+            fplibFPToFixed<T, unsigned long>(a, 0, true, FPRounding_TIEAWAY, s);
+            return r;
+        },
+        [](T a, T b, T, FPSCR& s) {
+            if constexpr (sizeof(T) == 2) return FPScale16(a, short(b), s);
+            else if constexpr (sizeof(T) == 4) return FPScale32(a, int(b), s);
+            else return FPScale64(a, long(b), s);
+        },
+    };
+    Rng r{seed};
+    const T dnan = T(T(fmt_of(sizeof(T) * 8).make(0, fmt_of(sizeof(T) * 8).emax(), 0)) |
+                     (T(1) << (fmt_of(sizeof(T) * 8).m - 1)));
+    for (int n = 0; n < 20000; ++n) {
+        const size_t f = r.below(sizeof(fns) / sizeof(fns[0]));
+        const T a = T(gen_fp(r, sizeof(T) * 8)), b = T(gen_related(r, sizeof(T) * 8, a));
+        const T c = T(gen_fp(r, sizeof(T) * 8));
+        const FPSCR control = gen_fpcr(r) | (r.below(2) ? FPSCR_DN : 0);
+        FPSCR s = control;
+        const T x = fns[f](a, b, c, s);
+        ASSERT_EQ(s & ~0x9Fu, control) << "function " << f;
+        const Fmt& fm = fmt_of(sizeof(T) * 8);
+        const bool nan = ((x >> fm.m) & uint64_t(fm.emax())) == uint64_t(fm.emax()) && (x & fm.frac_mask());
+        if ((control & FPSCR_DN) && nan) {
+            ASSERT_EQ(x, dnan) << "function " << f << std::hex << " a=" << a << " b=" << b;
+        }
+    }
+}
+
+TEST(FplibProperties, HalfSingleDouble) {
+    check_properties<unsigned short>(21);
+    check_properties<unsigned int>(22);
+    check_properties<unsigned long>(23);
+}
