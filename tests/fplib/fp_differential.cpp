@@ -108,6 +108,20 @@ DEF_CVTI(fcvtms) DEF_CVTI(fcvtau)
     DEF_HW(hw_##MN##_64d, LD_NONE, #MN " d3, %x[a]", ST_D)
 DEF_ITOF(scvtf) DEF_ITOF(ucvtf)
 
+// Fixed-point forms: a few fraction bit counts.
+DEF_HW(hw_fcvtzs_h32_f3, LD_H, "fcvtzs %w[r], h0, #3", ST_NONE)
+DEF_HW(hw_fcvtzu_h64_f20, LD_H, "fcvtzu %x[r], h0, #20", ST_NONE)
+DEF_HW(hw_fcvtzs_s32_f5, LD_S, "fcvtzs %w[r], s0, #5", ST_NONE)
+DEF_HW(hw_fcvtzu_s64_f33, LD_S, "fcvtzu %x[r], s0, #33", ST_NONE)
+DEF_HW(hw_fcvtzs_d32_f31, LD_D, "fcvtzs %w[r], d0, #31", ST_NONE)
+DEF_HW(hw_fcvtzs_d64_f64, LD_D, "fcvtzs %x[r], d0, #64", ST_NONE)
+DEF_HW(hw_scvtf_32h_f9, LD_NONE, "scvtf h3, %w[a], #9", ST_H)
+DEF_HW(hw_ucvtf_64h_f40, LD_NONE, "ucvtf h3, %x[a], #40", ST_H)
+DEF_HW(hw_scvtf_32s_f7, LD_NONE, "scvtf s3, %w[a], #7", ST_S)
+DEF_HW(hw_ucvtf_64s_f1, LD_NONE, "ucvtf s3, %x[a], #1", ST_S)
+DEF_HW(hw_scvtf_64d_f63, LD_NONE, "scvtf d3, %x[a], #63", ST_D)
+DEF_HW(hw_ucvtf_32d_f32, LD_NONE, "ucvtf d3, %w[a], #32", ST_D)
+
 // Integer estimates.
 DEF_HW(hw_urecpe, LD_S, "urecpe v3.2s, v0.2s", ST_S)
 DEF_HW(hw_ursqrte, LD_S, "ursqrte v3.2s, v0.2s", ST_S)
@@ -255,6 +269,18 @@ const Case kCases[] = {
     TOINT7("fcvtms", fcvtms, false, FPRounding_NEGINF),
     FROMINT7("scvtf", scvtf, false, INT_S),
     FROMINT7("ucvtf", ucvtf, true, INT_U),
+    {"fcvtzs#3", 16, 32, FP1, hw_fcvtzs_h32_f3, L1((fplibFPToFixed<H, S>(H(a), 3, false, FPRounding_ZERO, s)))},
+    {"fcvtzu#20", 16, 64, FP1, hw_fcvtzu_h64_f20, L1((fplibFPToFixed<H, D>(H(a), 20, true, FPRounding_ZERO, s)))},
+    {"fcvtzs#5", 32, 32, FP1, hw_fcvtzs_s32_f5, L1((fplibFPToFixed<S, S>(S(a), 5, false, FPRounding_ZERO, s)))},
+    {"fcvtzu#33", 32, 64, FP1, hw_fcvtzu_s64_f33, L1((fplibFPToFixed<S, D>(S(a), 33, true, FPRounding_ZERO, s)))},
+    {"fcvtzs#31", 64, 32, FP1, hw_fcvtzs_d32_f31, L1((fplibFPToFixed<D, S>(D(a), 31, false, FPRounding_ZERO, s)))},
+    {"fcvtzs#64", 64, 64, FP1, hw_fcvtzs_d64_f64, L1((fplibFPToFixed<D, D>(D(a), 64, false, FPRounding_ZERO, s)))},
+    {"scvtf#9", 32, 16, INT_S, hw_scvtf_32h_f9, L1(fplibFixedToFP<H>(a, 9, false, RM, s))},
+    {"ucvtf#40", 64, 16, INT_U, hw_ucvtf_64h_f40, L1(fplibFixedToFP<H>(a, 40, true, RM, s))},
+    {"scvtf#7", 32, 32, INT_S, hw_scvtf_32s_f7, L1(fplibFixedToFP<S>(a, 7, false, RM, s))},
+    {"ucvtf#1", 64, 32, INT_U, hw_ucvtf_64s_f1, L1(fplibFixedToFP<S>(a, 1, true, RM, s))},
+    {"scvtf#63", 64, 64, INT_S, hw_scvtf_64d_f63, L1(fplibFixedToFP<D>(a, 63, false, RM, s))},
+    {"ucvtf#32", 32, 64, INT_U, hw_ucvtf_32d_f32, L1(fplibFixedToFP<D>(a, 32, true, RM, s))},
     UNARY3("frecpe", frecpe, E_RECPE),
     UNARY3("frsqrte", frsqrte, E_RSQRTE),
     UNARY3("frecpx", frecpx, E_RECPX),
