@@ -333,6 +333,17 @@ void draw(Rng& r, const Case& k, uint64_t op[3]) {
         else p = FPMul<D>(D(op[0]), D(op[1]), s);
         op[2] = gen_related(r, k.w, p ^ (1ull << (k.w - 1)));
     }
+    if (k.kind == FP2 && r.below(8) == 0) {
+        // A dividend that is a product of the divisor: exact quotients and their neighbours.
+        FPSCR s = 0;
+        const Fmt& f = fmt_of(k.w);
+        uint64_t q = f.make(r.below(2), f.bias - 8 + r.below(17), r.next() & (f.frac_mask() << (f.m / 2)));
+        if (k.w == 16) op[0] = FPMul<H>(H(op[1]), H(q), s);
+        else if (k.w == 32) op[0] = FPMul<S>(S(op[1]), S(q), s);
+        else op[0] = FPMul<D>(D(op[1]), D(q), s);
+        op[0] += r.below(3) - 1;
+        op[0] &= width_mask(k.w);
+    }
     if (k.kind == FP1 && r.below(8) == 0) {
         // A square, so that exact roots come up.
         FPSCR s = 0;
