@@ -87,6 +87,8 @@ void close_trace() {
     if (fd < 0) return;
     for (thread_buffer* b = all_buffers.load(std::memory_order_acquire); b; b = b->next) flush(b);
     uint64_t n = records_written.load();
+    // pwrite on a descriptor in append mode would append: leave append mode first.
+    fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_APPEND);
     pwrite(fd, &n, sizeof n, offsetof(sve_trace_header, records));
     trace_fd.store(-1, std::memory_order_release);
     close(fd);
