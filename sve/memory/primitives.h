@@ -30,23 +30,21 @@ uint64_t ReadMemSim(uint64_t addr, int size, int no_fault, bool* fault, bool sim
 void WriteMem(uint64_t value, uint64_t addr, int size, CpuContext* c);
 void WriteMemSim(uint64_t value, uint64_t addr, int size, bool sim, CpuContext* c);
 
-// The ReadMemLib / WriteMemLib member of an element type, for templates over the element.
-template <class T> struct mem_lib;
-template <> struct mem_lib<uint8_t> {
-    static uint8_t read(uint64_t a, bool* f, CpuContext* c) { return ReadMemLib1(a, 0, f, c); }
-    static void write(uint8_t v, uint64_t a, CpuContext* c) { WriteMemLib1(v, a, c); }
-};
-template <> struct mem_lib<uint16_t> {
-    static uint16_t read(uint64_t a, bool* f, CpuContext* c) { return ReadMemLib2(a, 0, f, c); }
-    static void write(uint16_t v, uint64_t a, CpuContext* c) { WriteMemLib2(v, a, c); }
-};
-template <> struct mem_lib<uint32_t> {
-    static uint32_t read(uint64_t a, bool* f, CpuContext* c) { return ReadMemLib4(a, 0, f, c); }
-    static void write(uint32_t v, uint64_t a, CpuContext* c) { WriteMemLib4(v, a, c); }
-};
-template <> struct mem_lib<uint64_t> {
-    static uint64_t read(uint64_t a, bool* f, CpuContext* c) { return ReadMemLib8(a, 0, f, c); }
-    static void write(uint64_t v, uint64_t a, CpuContext* c) { WriteMemLib8(v, a, c); }
+// The ReadMemLib / WriteMemLib member of an unsigned element type, for templates over the element.
+template <class T>
+struct mem_lib {
+    static T read(uint64_t a, bool* f, CpuContext* c) {
+        if constexpr (sizeof(T) == 1) return ReadMemLib1(a, 0, f, c);
+        else if constexpr (sizeof(T) == 2) return ReadMemLib2(a, 0, f, c);
+        else if constexpr (sizeof(T) == 4) return ReadMemLib4(a, 0, f, c);
+        else return ReadMemLib8(a, 0, f, c);
+    }
+    static void write(T v, uint64_t a, CpuContext* c) {
+        if constexpr (sizeof(T) == 1) WriteMemLib1(v, a, c);
+        else if constexpr (sizeof(T) == 2) WriteMemLib2(v, a, c);
+        else if constexpr (sizeof(T) == 4) WriteMemLib4(v, a, c);
+        else WriteMemLib8(v, a, c);
+    }
 };
 
 // Plain access of the specialised tier: one load or store of the element's width at an

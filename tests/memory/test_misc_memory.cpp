@@ -26,6 +26,21 @@ struct work_memory {
         return h(&s, w);
     }
     bool memory_as_expected() const { return std::memcmp(work.bytes, expected.bytes, test_memory::SIZE) == 0; }
+    // A random state and memory, random Zt, Pg, Rn and Rm (or immediate) fields below `rm_limit`,
+    // and the base register at `lowest` + up to 1 KiB into the work buffer. Returns the base.
+    uint64_t start(test_rng& r, cpu_state& s, mem_fields& f, uint32_t rm_limit, uint32_t lowest) {
+        random_state(s, r);
+        for (auto& b : s.ffr) b &= 1;
+        initial.fill(r);
+        std::memcpy(expected.bytes, initial.bytes, test_memory::SIZE);
+        f.zt = r.below(32);
+        f.pg = r.below(8);
+        f.rn = r.below(32);
+        f.rm = r.below(rm_limit);
+        uint64_t xn = uint64_t(work.bytes) + lowest + r.below(1024);
+        if (f.rn == 31) s.sp = xn; else s.x[f.rn] = xn;
+        return xn;
+    }
 };
 
 // Runs a row's specialised handler and its generic counterpart from the same state and memory
@@ -40,11 +55,6 @@ void expect_both_tiers(const sve_row_info& row, const cpu_state& start, const cp
     ASSERT_EQ(m.run(row.generic, g, w), RC_DONE);
     ASSERT_EQ(state_diff(g, ref, false), "") << row.name << " generic, word " << std::hex << w;
     ASSERT_TRUE(m.memory_as_expected()) << row.name << " generic";
-}
-
-void random_start(test_rng& r, cpu_state& s) {
-    random_state(s, r);
-    for (auto& b : s.ffr) b &= 1;
 }
 
 struct Misc : testing::Test {
@@ -66,16 +76,8 @@ TEST_F(Misc, ReplicateEveryRowAgainstTheReferenceAndBothTiers) {
         bool sign = mt[1] == "S";
         for (int k = 0; k < 40; k++) {
             cpu_state s;
-            random_start(r, s);
-            m.initial.fill(r);
-            std::memcpy(m.expected.bytes, m.initial.bytes, test_memory::SIZE);
             mem_fields f;
-            f.zt = r.below(32);
-            f.pg = r.below(8);
-            f.rn = r.below(32);
-            f.rm = r.below(64);  // imm6, unsigned, in memory elements
-            uint64_t xn = uint64_t(m.work.bytes) + r.below(1024);
-            if (f.rn == 31) s.sp = xn; else s.x[f.rn] = xn;
+            uint64_t xn = m.start(r, s, f, 64, 0);  // imm6, unsigned, in memory elements
             cpu_state ref = s;
             uint64_t v = read_le(m.initial.bytes + (xn - uint64_t(m.work.bytes)) + f.rm * tbytes, tbytes);
             if (sign) v = sign_extend(v, tbytes);
@@ -157,17 +159,9 @@ TEST_F(Misc, QuadReplicateEveryRowAgainstTheReference) {
         bool imm_form = mt[3] == "SIZ";
         for (int k = 0; k < 40; k++) {
             cpu_state s;
-            random_start(r, s);
-            m.initial.fill(r);
-            std::memcpy(m.expected.bytes, m.initial.bytes, test_memory::SIZE);
             mem_fields f;
-            f.zt = r.below(32);
-            f.pg = r.below(8);
-            f.rn = r.below(32);
-            f.rm = r.below(32);
+            uint64_t xn = m.start(r, s, f, 32, 512);
             if (f.rm == f.rn) f.rm = 31;
-            uint64_t xn = uint64_t(m.work.bytes) + 512 + r.below(1024);
-            if (f.rn == 31) s.sp = xn; else s.x[f.rn] = xn;
             if (!imm_form && f.rm != 31) s.x[f.rm] = r.below(64);
             uint64_t block = imm_form ? xn + uint64_t(int64_t(int32_t(f.rm << 28) >> 28) * 16)
                                       : xn + (f.rm == 31 ? 0 : s.x[f.rm] * esize);
@@ -264,14 +258,10 @@ TEST_F(Misc, FillAndSpillBothTiers) {
         ASSERT_NE(row, nullptr);
         for (int k = 0; k < 50; k++) {
             cpu_state s;
-            random_start(r, s);
-            m.initial.fill(r);
-            std::memcpy(m.expected.bytes, m.initial.bytes, test_memory::SIZE);
-            int imm = int(r.below(80)) - 40;
-            uint32_t reg = c.pred ? r.below(16) : r.below(32);
-            uint32_t rn = r.below(32);
-            uint64_t xn = uint64_t(m.work.bytes) + test_memory::SIZE / 2 + r.below(64);
-            if (rn == 31) s.sp = xn; else s.x[rn] = xn;
+            mem_fields f;
+            uint64_t xn = m.start(r, s, f, 1, 3 * test_memory::SIZE / 8);
+            int imm = int(r.below(60)) - 30;
+            uint32_t reg = c.pred ? f.zt % 16 : f.zt, rn = f.rn;
             uint64_t off = xn + uint64_t(int64_t(imm) * c.bytes) - uint64_t(m.work.bytes);
             cpu_state ref = s;
             uint8_t* mem = m.expected.bytes + off;
