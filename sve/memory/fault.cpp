@@ -6,7 +6,7 @@
 
 #include "sve/core/generic.h"
 
-int SVELibInitialized = 0;
+static int SVELibInitialized = 0;  // 1 once SVEInitialize has run
 thread_local uint32_t SVEFaultRegion = 0;
 thread_local sigjmp_buf sveFaultJB;
 
