@@ -26,11 +26,36 @@ template <class U>
 inline bool lane_active(const uint8_t* pred, uint32_t i) {
     return pred[i * sizeof(U)] & 1;
 }
+// Whether every lane is active: bit 0 of the first byte of each lane, eight bytes at a time.
 template <class U>
-inline bool all_lanes_active(const uint8_t* pred) {
-    uint32_t all = 1;
-    for (uint32_t i = 0; i < SVE_VL_BYTES / sizeof(U); i++) all &= pred[i * sizeof(U)];
-    return all & 1;
+inline bool all_lanes_active(const uint8_t* p) {
+    constexpr uint64_t first_bytes = sizeof(U) == 1 ? 0x0101010101010101ull
+                                     : sizeof(U) == 2 ? 0x0001000100010001ull
+                                     : sizeof(U) == 4 ? 0x0000000100000001ull : 1ull;
+    uint64_t all = first_bytes;
+    for (int i = 0; i < SVE_VL_BYTES; i += 8) {
+        uint64_t w;
+        std::memcpy(&w, p + i, 8);
+        all &= w;
+    }
+    return all == first_bytes;
+}
+
+// Calls f(first lane, lane count, active) for each maximal run of lanes of equal activity.
+template <class U, class F>
+inline void for_each_run(const uint8_t* p, F&& f) {
+    constexpr uint32_t n = SVE_VL_BYTES / sizeof(U);
+    if (all_lanes_active<U>(p)) {
+        f(0, n, true);
+        return;
+    }
+    for (uint32_t i = 0; i < n;) {
+        bool on = lane_active<U>(p, i);
+        uint32_t j = i + 1;
+        while (j < n && lane_active<U>(p, j) == on) j++;
+        f(i, j - i, on);
+        i = j;
+    }
 }
 
 // A memory element widened to the register element: a signed T sign-extends.

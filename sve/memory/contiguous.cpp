@@ -1,5 +1,6 @@
 // Contiguous and non-temporal loads and stores (ld1*, st1*, ldnt1*, stnt1*), both tiers.
 // Non-temporal accesses are plain accesses: the hint has no effect here.
+#include "sve/core/simd.h"
 #include "sve/memory/access.h"
 
 namespace {
@@ -15,13 +16,30 @@ inline uint64_t imm_address(const cpu_state* s, aarch64_i_rsp_reg xn, int imm) {
 
 template <class T, class U>
 aarch64_decode_rc contiguous_load(cpu_state* s, uint32_t zt, uint32_t pg, uint64_t base) {
-    constexpr uint32_t n = SVE_VL_BYTES / sizeof(U);
     uint8_t* z = s->z[zt];
     const uint8_t* p = s->p[pg];
-    if (sizeof(T) == sizeof(U) && all_lanes_active<U>(p)) {
-        std::memcpy(z, reinterpret_cast<const void*>(base), SVE_VL_BYTES);
+    if constexpr (sizeof(T) == sizeof(U)) {
+        // Same width: each run of active lanes is one copy, each inactive run one clear.
+        for_each_run<U>(p, [&](uint32_t i, uint32_t k, bool on) {
+            if (on) {
+                std::memcpy(z + i * sizeof(U), reinterpret_cast<const void*>(base + i * sizeof(T)), k * sizeof(U));
+            } else {
+                std::memset(z + i * sizeof(U), 0, k * sizeof(U));
+            }
+        });
+    } else if (all_lanes_active<U>(p)) {
+        // Widen 16 bytes of register at a time.
+        constexpr uint32_t lanes = 16 / sizeof(U);
+        typedef T narrow_t __attribute__((vector_size(lanes * sizeof(T))));
+        typedef U wide_t __attribute__((vector_size(16)));
+        for (uint32_t c = 0; c < SVE_CHUNKS; c++) {
+            narrow_t a;
+            std::memcpy(&a, reinterpret_cast<const void*>(base + c * lanes * sizeof(T)), sizeof a);
+            wide_t b = __builtin_convertvector(a, wide_t);
+            std::memcpy(z + 16 * c, &b, 16);
+        }
     } else {
-        for (uint32_t i = 0; i < n; i++) {
+        for (uint32_t i = 0; i < SVE_VL_BYTES / sizeof(U); i++) {
             U v = lane_active<U>(p, i) ? widen<T, U>(load_app<T>(base + i * sizeof(T))) : U(0);
             std::memcpy(z + i * sizeof(U), &v, sizeof v);
         }
@@ -33,13 +51,14 @@ aarch64_decode_rc contiguous_load(cpu_state* s, uint32_t zt, uint32_t pg, uint64
 
 template <class T, class U>
 aarch64_decode_rc contiguous_store(cpu_state* s, uint32_t zt, uint32_t pg, uint64_t base) {
-    constexpr uint32_t n = SVE_VL_BYTES / sizeof(U);
     const uint8_t* z = s->z[zt];
     const uint8_t* p = s->p[pg];
-    if (sizeof(T) == sizeof(U) && all_lanes_active<U>(p)) {
-        std::memcpy(reinterpret_cast<void*>(base), z, SVE_VL_BYTES);
+    if constexpr (sizeof(T) == sizeof(U)) {
+        for_each_run<U>(p, [&](uint32_t i, uint32_t k, bool on) {
+            if (on) std::memcpy(reinterpret_cast<void*>(base + i * sizeof(T)), z + i * sizeof(U), k * sizeof(U));
+        });
     } else {
-        for (uint32_t i = 0; i < n; i++) {
+        for (uint32_t i = 0; i < SVE_VL_BYTES / sizeof(U); i++) {
             if (!lane_active<U>(p, i)) continue;
             T v;
             std::memcpy(&v, z + i * sizeof(U), sizeof v);  // the low bytes of the lane
