@@ -5,6 +5,7 @@ namespace {
 template <class T>
 T read_lib(uint64_t addr, bool* fault) {
     if (!fault) return load_app<T>(addr);
+    SVEInitialize();  // the handler that leaves a guarded read must be in place (once; then a no-op)
     if (sigsetjmp(sveFaultJB, 1)) {
         *fault = true;
         return 0;
