@@ -119,5 +119,8 @@ void generic_store(const VecV& zt, const PredV& pg, uint64_t base, CpuContext* c
         generic_store<T, U>(zt, pg, xn + (xm << log2_of(sizeof(T))), c);                       \
     }
 
-SVE_CONTIGUOUS_LOADS(DEFINE_CONTIGUOUS_LOAD)
-SVE_CONTIGUOUS_STORES(DEFINE_CONTIGUOUS_STORE)
+#define DEFINE_CONTIGUOUS_PAIR(lmn, smn, lstem, sstem, T, U) \
+    DEFINE_CONTIGUOUS_LOAD(lmn, lstem, T, U) DEFINE_CONTIGUOUS_STORE(smn, sstem, T, U)
+
+SVE_CONTIGUOUS_PAIRS(DEFINE_CONTIGUOUS_PAIR)
+SVE_SIGNED_CONTIGUOUS_LOADS(DEFINE_CONTIGUOUS_LOAD)

@@ -43,46 +43,34 @@ using gf_fill_p = sf::gform<sf::DP<0, 4>, sf::Rsp<5>, sf::SImm9Split>;
 using gf_spill_z = sf::gform<sf::DNone, sf::Z<0>, sf::Rsp<5>, sf::SImm9Split>;
 using gf_spill_p = sf::gform<sf::DNone, sf::P<0, 4, PQ_BARE>, sf::Rsp<5>, sf::SImm9Split>;
 
-// Contiguous loads: X(mnemonic with register element, stem, memory element, register element).
-// A signed memory element sign-extends.
-#define SVE_CONTIGUOUS_LOADS(X)                 \
-    X(ld1b, VecU8CLoad1, uint8_t, uint8_t)      \
-    X(ld1b_h, VecU16CLoad1, uint8_t, uint16_t)  \
-    X(ld1b_s, VecU32CLoad1, uint8_t, uint32_t)  \
-    X(ld1b_d, VecU64CLoad1, uint8_t, uint64_t)  \
-    X(ld1h, VecU16CLoad2, uint16_t, uint16_t)   \
-    X(ld1h_s, VecU32CLoad2, uint16_t, uint32_t) \
-    X(ld1h_d, VecU64CLoad2, uint16_t, uint64_t) \
-    X(ld1w, VecU32CLoad4, uint32_t, uint32_t)   \
-    X(ld1w_d, VecU64CLoad4, uint32_t, uint64_t) \
-    X(ld1d, VecU64CLoad8, uint64_t, uint64_t)   \
+// Contiguous loads and stores of the same element pair:
+// X(load mnemonic, store mnemonic, load stem, store stem, memory element, register element).
+// Mnemonics carry the register element when it is wider (ld1b_h); a store writes the low bytes
+// of each lane, as many as the memory element has.
+#define SVE_CONTIGUOUS_PAIRS(X)                                                   \
+    X(ld1b, st1b, VecU8CLoad1, VecU8CStore1, uint8_t, uint8_t)                    \
+    X(ld1b_h, st1b_h, VecU16CLoad1, VecU16CStore1, uint8_t, uint16_t)             \
+    X(ld1b_s, st1b_s, VecU32CLoad1, VecU32CStore1, uint8_t, uint32_t)             \
+    X(ld1b_d, st1b_d, VecU64CLoad1, VecU64CStore1, uint8_t, uint64_t)             \
+    X(ld1h, st1h, VecU16CLoad2, VecU16CStore2, uint16_t, uint16_t)                \
+    X(ld1h_s, st1h_s, VecU32CLoad2, VecU32CStore2, uint16_t, uint32_t)            \
+    X(ld1h_d, st1h_d, VecU64CLoad2, VecU64CStore2, uint16_t, uint64_t)            \
+    X(ld1w, st1w, VecU32CLoad4, VecU32CStore4, uint32_t, uint32_t)                \
+    X(ld1w_d, st1w_d, VecU64CLoad4, VecU64CStore4, uint32_t, uint64_t)            \
+    X(ld1d, st1d, VecU64CLoad8, VecU64CStore8, uint64_t, uint64_t)                \
+    X(ldnt1b, stnt1b, VecU8CLoadNT1, VecU8CStoreNT1, uint8_t, uint8_t)            \
+    X(ldnt1h, stnt1h, VecU16CLoadNT2, VecU16CStoreNT2, uint16_t, uint16_t)        \
+    X(ldnt1w, stnt1w, VecU32CLoadNT4, VecU32CStoreNT4, uint32_t, uint32_t)        \
+    X(ldnt1d, stnt1d, VecU64CLoadNT8, VecU64CStoreNT8, uint64_t, uint64_t)
+
+// Sign-extending contiguous loads: X(mnemonic, stem, memory element, register element).
+#define SVE_SIGNED_CONTIGUOUS_LOADS(X)          \
     X(ld1sb_h, VecS16CLoad1, int8_t, uint16_t)  \
     X(ld1sb_s, VecS32CLoad1, int8_t, uint32_t)  \
     X(ld1sb_d, VecS64CLoad1, int8_t, uint64_t)  \
     X(ld1sh_s, VecS32CLoad2, int16_t, uint32_t) \
     X(ld1sh_d, VecS64CLoad2, int16_t, uint64_t) \
-    X(ld1sw_d, VecS64CLoad4, int32_t, uint64_t) \
-    X(ldnt1b, VecU8CLoadNT1, uint8_t, uint8_t)  \
-    X(ldnt1h, VecU16CLoadNT2, uint16_t, uint16_t) \
-    X(ldnt1w, VecU32CLoadNT4, uint32_t, uint32_t) \
-    X(ldnt1d, VecU64CLoadNT8, uint64_t, uint64_t)
-
-// Contiguous stores: the low bytes of each lane, as many as the memory element has.
-#define SVE_CONTIGUOUS_STORES(X)                  \
-    X(st1b, VecU8CStore1, uint8_t, uint8_t)       \
-    X(st1b_h, VecU16CStore1, uint8_t, uint16_t)   \
-    X(st1b_s, VecU32CStore1, uint8_t, uint32_t)   \
-    X(st1b_d, VecU64CStore1, uint8_t, uint64_t)   \
-    X(st1h, VecU16CStore2, uint16_t, uint16_t)    \
-    X(st1h_s, VecU32CStore2, uint16_t, uint32_t)  \
-    X(st1h_d, VecU64CStore2, uint16_t, uint64_t)  \
-    X(st1w, VecU32CStore4, uint32_t, uint32_t)    \
-    X(st1w_d, VecU64CStore4, uint32_t, uint64_t)  \
-    X(st1d, VecU64CStore8, uint64_t, uint64_t)    \
-    X(stnt1b, VecU8CStoreNT1, uint8_t, uint8_t)   \
-    X(stnt1h, VecU16CStoreNT2, uint16_t, uint16_t) \
-    X(stnt1w, VecU32CStoreNT4, uint32_t, uint32_t) \
-    X(stnt1d, VecU64CStoreNT8, uint64_t, uint64_t)
+    X(ld1sw_d, VecS64CLoad4, int32_t, uint64_t)
 
 // Load and replicate one element: X(mnemonic, handler, memory element, register element).
 #define SVE_REPLICATE_LOADS(X)                          \
@@ -132,8 +120,11 @@ using gf_spill_p = sf::gform<sf::DNone, sf::P<0, 4, PQ_BARE>, sf::Rsp<5>, sf::SI
     VecV stem##SIZ(PredV pg, uint64_t xn, int64_t imm, CpuContext* c); \
     VecV stem##SSZ(PredV pg, uint64_t xn, uint64_t xm, CpuContext* c);
 
-SVE_CONTIGUOUS_LOADS(SVE_DECLARE_CONTIGUOUS_LOAD)
-SVE_CONTIGUOUS_STORES(SVE_DECLARE_CONTIGUOUS_STORE)
+#define SVE_DECLARE_CONTIGUOUS_PAIR(lmn, smn, lstem, sstem, T, U) \
+    SVE_DECLARE_CONTIGUOUS_LOAD(lmn, lstem, T, U) SVE_DECLARE_CONTIGUOUS_STORE(smn, sstem, T, U)
+
+SVE_CONTIGUOUS_PAIRS(SVE_DECLARE_CONTIGUOUS_PAIR)
+SVE_SIGNED_CONTIGUOUS_LOADS(SVE_DECLARE_CONTIGUOUS_LOAD)
 SVE_REPLICATE_LOADS(SVE_DECLARE_REPLICATE_LOAD)
 SVE_QUAD_REPLICATE_LOADS(SVE_DECLARE_QUAD_REPLICATE_LOAD)
 
