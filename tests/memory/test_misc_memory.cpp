@@ -1,8 +1,6 @@
 // Load and replicate (ld1r*, ld1rq*), ldr and str of Z and P, and the prefetches.
 #include <gtest/gtest.h>
 
-#include <regex>
-
 #include "tests/memory/capture.h"
 #include "tests/memory/mem_rows.h"
 
@@ -13,85 +11,12 @@ uint64_t read_le(const uint8_t* p, int bytes) {
     std::memcpy(&v, p, bytes);
     return v;
 }
-uint64_t sign_extend(uint64_t v, int bytes) {
-    int sh = 64 - 8 * bytes;
-    return sh ? uint64_t(int64_t(v << sh) >> sh) : v;
-}
-
-struct work_memory {
-    test_memory work, initial, expected;
-    // Runs `h` on `s` with the work buffer at its initial contents.
-    aarch64_decode_rc run(sve_handler_t h, cpu_state& s, uint32_t w) {
-        std::memcpy(work.bytes, initial.bytes, test_memory::SIZE);
-        return h(&s, w);
-    }
-    bool memory_as_expected() const { return std::memcmp(work.bytes, expected.bytes, test_memory::SIZE) == 0; }
-    // A random state and memory, random Zt, Pg, Rn and Rm (or immediate) fields below `rm_limit`,
-    // and the base register at `lowest` + up to 1 KiB into the work buffer. Returns the base.
-    uint64_t start(test_rng& r, cpu_state& s, mem_fields& f, uint32_t rm_limit, uint32_t lowest) {
-        random_state(s, r);
-        for (auto& b : s.ffr) b &= 1;
-        initial.fill(r);
-        std::memcpy(expected.bytes, initial.bytes, test_memory::SIZE);
-        f.zt = r.below(32);
-        f.pg = r.below(8);
-        f.rn = r.below(32);
-        f.rm = r.below(rm_limit);
-        uint64_t xn = uint64_t(work.bytes) + lowest + r.below(1024);
-        if (f.rn == 31) s.sp = xn; else s.x[f.rn] = xn;
-        return xn;
-    }
-};
-
-// Runs a row's specialised handler and its generic counterpart from the same state and memory
-// and checks both against `ref` and the expected memory.
-void expect_both_tiers(const sve_row_info& row, const cpu_state& start, const cpu_state& ref, uint32_t w,
-                       work_memory& m) {
-    cpu_state s = start, g = start;
-    ASSERT_EQ(m.run(row.handler, s, w), RC_DONE);
-    ASSERT_EQ(state_diff(s, ref, false), "") << row.name << " word " << std::hex << w;
-    ASSERT_TRUE(m.memory_as_expected()) << row.name;
-    ASSERT_NE(row.generic, nullptr) << row.name;
-    ASSERT_EQ(m.run(row.generic, g, w), RC_DONE);
-    ASSERT_EQ(state_diff(g, ref, false), "") << row.name << " generic, word " << std::hex << w;
-    ASSERT_TRUE(m.memory_as_expected()) << row.name << " generic";
-}
 
 struct Misc : testing::Test {
     void TearDown() override { enable_trace = false; }
 };
 
 }  // namespace
-
-TEST_F(Misc, ReplicateEveryRowAgainstTheReferenceAndBothTiers) {
-    static const std::regex re("Vec([SU])(\\d+)LoadDup(\\d)SIZ");
-    static work_memory m;
-    test_rng r(0x1D1);
-    int rows = 0;
-    for (const sve_row_info& row : sve_rows) {
-        std::cmatch mt;
-        if (!std::regex_match(row.name, mt, re)) continue;
-        rows++;
-        int ubytes = std::stoi(mt[2]) / 8, tbytes = std::stoi(mt[3]);
-        bool sign = mt[1] == "S";
-        for (int k = 0; k < 40; k++) {
-            cpu_state s;
-            mem_fields f;
-            uint64_t xn = m.start(r, s, f, 64, 0);  // imm6, unsigned, in memory elements
-            cpu_state ref = s;
-            uint64_t v = read_le(m.initial.bytes + (xn - uint64_t(m.work.bytes)) + f.rm * tbytes, tbytes);
-            if (sign) v = sign_extend(v, tbytes);
-            for (int i = 0; i < 80 / ubytes; i++) {
-                uint64_t lane = (s.p[f.pg][i * ubytes] & 1) ? v : 0;
-                std::memcpy(ref.z[f.zt] + i * ubytes, &lane, ubytes);
-            }
-            uint32_t w = mem_word(row, f);
-            ref.insn = w;
-            expect_both_tiers(row, s, ref, w, m);
-        }
-    }
-    EXPECT_EQ(rows, 16);
-}
 
 TEST_F(Misc, ReplicateCases) {
     static test_memory mem;
@@ -143,43 +68,6 @@ TEST_F(Misc, ReplicateWithNoActiveLaneReadsNothing) {
         ASSERT_EQ(run_word(&s, mem_word(*find_row(name), mem_fields())), RC_DONE);
         for (int i = 0; i < 80; i++) ASSERT_EQ(s.z[0][i], 0) << name;
     }
-}
-
-TEST_F(Misc, QuadReplicateEveryRowAgainstTheReference) {
-    static const std::regex re("VecU(\\d+)LoadDup(\\d)Q(SIZ|SSZ)");
-    static work_memory m;
-    test_rng r(0x1D2);
-    int rows = 0;
-    for (const sve_row_info& row : sve_rows) {
-        std::cmatch mt;
-        if (!std::regex_match(row.name, mt, re)) continue;
-        rows++;
-        EXPECT_EQ(row.tier, 'G') << row.name;
-        int esize = std::stoi(mt[2]);
-        bool imm_form = mt[3] == "SIZ";
-        for (int k = 0; k < 40; k++) {
-            cpu_state s;
-            mem_fields f;
-            uint64_t xn = m.start(r, s, f, 32, 512);
-            if (f.rm == f.rn) f.rm = 31;
-            if (!imm_form && f.rm != 31) s.x[f.rm] = r.below(64);
-            uint64_t block = imm_form ? xn + uint64_t(int64_t(int32_t(f.rm << 28) >> 28) * 16)
-                                      : xn + (f.rm == 31 ? 0 : s.x[f.rm] * esize);
-            cpu_state ref = s;
-            uint8_t q[16];
-            for (int j = 0; j < 16 / esize; j++) {
-                bool on = s.p[f.pg][j * esize] & 1;
-                for (int b = 0; b < esize; b++)
-                    q[j * esize + b] = on ? m.initial.bytes[block - uint64_t(m.work.bytes) + j * esize + b] : 0;
-            }
-            for (int i = 0; i < 5; i++) std::memcpy(ref.z[f.zt] + 16 * i, q, 16);
-            uint32_t w = mem_word(row, f);
-            cpu_state g = s;
-            ASSERT_EQ(m.run(row.handler, g, w), RC_DONE);
-            ASSERT_EQ(state_diff(g, ref), "") << row.name << " word " << std::hex << w;
-        }
-    }
-    EXPECT_EQ(rows, 8);
 }
 
 TEST_F(Misc, QuadReplicateCases) {
@@ -239,44 +127,6 @@ mem_fields fill_fields(uint32_t reg, uint32_t rn, int imm) {
     return f;
 }
 }  // namespace
-
-TEST_F(Misc, FillAndSpillBothTiers) {
-    static work_memory m;
-    test_rng r(0xF11);
-    struct tcase {
-        const char* row;
-        int bytes;  // in memory
-        bool load, pred;
-    } cases[] = {
-        {"VecU64FillSI", 80, true, false},
-        {"VecU64SpillSI", 80, false, false},
-        {"VecPFillSI", 10, true, true},
-        {"VecPSpillSI", 10, false, true},
-    };
-    for (auto& c : cases) {
-        const sve_row_info* row = find_row(c.row);
-        ASSERT_NE(row, nullptr);
-        for (int k = 0; k < 50; k++) {
-            cpu_state s;
-            mem_fields f;
-            uint64_t xn = m.start(r, s, f, 1, 3 * test_memory::SIZE / 8);
-            int imm = int(r.below(60)) - 30;
-            uint32_t reg = c.pred ? f.zt % 16 : f.zt, rn = f.rn;
-            uint64_t off = xn + uint64_t(int64_t(imm) * c.bytes) - uint64_t(m.work.bytes);
-            cpu_state ref = s;
-            uint8_t* mem = m.expected.bytes + off;
-            for (int i = 0; i < 80; i++) {
-                if (c.pred && c.load) ref.p[reg][i] = (mem[i / 8] >> (i % 8)) & 1;
-                if (c.pred && !c.load) mem[i / 8] = uint8_t((mem[i / 8] & ~(1 << (i % 8))) | ((s.p[reg][i] & 1) << (i % 8)));
-                if (!c.pred && c.load) ref.z[reg][i] = mem[i];
-                if (!c.pred && !c.load) mem[i] = s.z[reg][i];
-            }
-            uint32_t w = mem_word(*row, fill_fields(reg, rn, imm));
-            ref.insn = w;
-            expect_both_tiers(*row, s, ref, w, m);
-        }
-    }
-}
 
 TEST_F(Misc, FillAndSpillImmediates) {
     static test_memory mem;

@@ -45,29 +45,6 @@ struct enable_region {
 
 }  // namespace
 
-TEST(Trace, RecordLayoutIsTheWireFormat) {
-    sve_mem_ref_t r;
-    std::memset(&r, 0, sizeof r);
-    r.count = 0x0102030405060708ull;
-    r.thread_id = 0x11223344;
-    r.flags = 6;
-    r.type = memaccess_read;
-    r.size = 80;
-    r.address = 0xAABBCCDDEEFF0011ull;
-    r.pc = 0x400100;
-    const uint8_t* b = reinterpret_cast<const uint8_t*>(&r);
-    EXPECT_EQ(b[0], 0x08);
-    EXPECT_EQ(b[7], 0x01);
-    EXPECT_EQ(b[8], 0x44);
-    EXPECT_EQ(b[12], 6);
-    EXPECT_EQ(b[16], 1);
-    EXPECT_EQ(b[24], 80);
-    EXPECT_EQ(b[32], 0x11);
-    EXPECT_EQ(b[39], 0xAA);
-    EXPECT_EQ(b[40], 0x00);
-    EXPECT_EQ(b[41], 0x01);
-}
-
 TEST(Trace, LinearRunCutting) {
     struct tcase {
         const char* what;
