@@ -77,12 +77,20 @@ void SVESigHandler(int sig, siginfo_t*, void* context) {
     std::fflush(stderr);
 }
 
+// The probe relies on SVESigHandler seeing its SIGSEGV. If something else in the process has
+// replaced the action since SVEInitialize, it is put in place for the length of the probe and the
+// other action is given back afterwards (this case alone touches the process's action).
 template <>
 bool addr_is_readable<char>(volatile char* addr) {
     if (!SVELibInitialized) SVEInitialize();
+    struct sigaction current;
+    sigaction(SIGSEGV, nullptr, &current);
+    bool ours = (current.sa_flags & SA_SIGINFO) && current.sa_sigaction == SVESigHandler;
+    if (!ours) set_action(SIGSEGV, SVESigHandler);
     access_violation = false;
     probe_active = true;
     probe_load(addr);
     probe_active = false;
+    if (!ours) sigaction(SIGSEGV, &current, nullptr);
     return !access_violation;
 }

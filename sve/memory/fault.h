@@ -2,8 +2,9 @@
 // fault, and the byte probe.
 //
 // The fault region and its jump buffer are per thread, and the probe does not change the
-// process's signal actions: it raises a per-thread flag that SVESigHandler looks at. So any
-// number of threads may be in guarded reads and probes at once, each seeing its own faults.
+// process's signal actions while SVESigHandler is in place: it raises a per-thread flag that
+// SVESigHandler looks at. So any number of threads may be in guarded reads and probes at once,
+// each seeing its own faults.
 #pragma once
 
 #include <csetjmp>

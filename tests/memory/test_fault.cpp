@@ -106,6 +106,20 @@ TEST_F(Fault, ProbeTellsReadableFromNot) {
     EXPECT_EQ(segv_action(), action) << "the probe leaves the SIGSEGV action as it found it";
 }
 
+TEST_F(Fault, ProbeWorksWhenTheApplicationReplacedTheHandler) {
+    guarded_pages g(1);
+    struct sigaction mine = {}, saved;
+    mine.sa_handler = SIG_IGN;  // a fault under this action ends the process
+    sigaction(SIGSEGV, &mine, &saved);
+    bool unreadable = addr_is_readable<char>(reinterpret_cast<volatile char*>(g.hole()));
+    bool readable = addr_is_readable<char>(reinterpret_cast<volatile char*>(g.base));
+    struct sigaction after;
+    sigaction(SIGSEGV, &saved, &after);
+    EXPECT_FALSE(unreadable);
+    EXPECT_TRUE(readable);
+    EXPECT_EQ(after.sa_handler, SIG_IGN) << "the application's action is given back";
+}
+
 TEST_F(Fault, HostEntryPointsKeepNoMemory) {
     bool fault = true;
     EXPECT_EQ(ReadMem(0, 8, 0, &fault, nullptr), 0u);
