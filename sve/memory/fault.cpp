@@ -7,8 +7,8 @@
 #include "sve/core/generic.h"
 
 static int SVELibInitialized = 0;  // 1 once SVEInitialize has run
-thread_local uint32_t SVEFaultRegion = 0;
-thread_local sigjmp_buf sveFaultJB;
+constinit thread_local uint32_t SVEFaultRegion = 0;
+constinit thread_local sigjmp_buf sveFaultJB = {};
 
 namespace {
 

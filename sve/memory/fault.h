@@ -22,9 +22,9 @@ void SVEInitialize();
 void SVESigHandler(int sig, siginfo_t* info, void* context);
 
 // Non-zero while this thread's guarded read has its probing loads under way.
-extern thread_local uint32_t SVEFaultRegion;
+extern thread_local constinit uint32_t SVEFaultRegion;
 // Where a contained fault of this thread continues (saved with the signal mask).
-extern thread_local sigjmp_buf sveFaultJB;
+extern thread_local constinit sigjmp_buf sveFaultJB;
 
 // Whether the byte at `addr` can be read. Only the char form exists.
 template <class T>

@@ -8,8 +8,8 @@
 extern "C" uint64_t incr_count() __attribute__((weak));
 void trace_mem(const sve_mem_ref_t& ref) __attribute__((weak));
 
-thread_local bool enable_trace = false;
-thread_local sve_mem_ref_t trace_roi = {};
+constinit thread_local bool enable_trace = false;
+constinit thread_local sve_mem_ref_t trace_roi = {};
 
 namespace {
 

@@ -56,8 +56,8 @@ extern "C" uint64_t incr_count();
 void trace_mem(const sve_mem_ref_t& ref);
 
 // Per-thread region state. Only the markers write them.
-extern thread_local bool enable_trace;
-extern thread_local sve_mem_ref_t trace_roi;
+extern thread_local constinit bool enable_trace;
+extern thread_local constinit sve_mem_ref_t trace_roi;
 
 // The markers: add zN.b, zN.b, #1, lsl #8 starts a region in this thread, #2, lsl #8 stops it.
 // Called by add (immediate) for byte elements; the immediate is the shifted value.
