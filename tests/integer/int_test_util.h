@@ -1,0 +1,73 @@
+// Running single words of the integer families through both tiers, and element access.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "sve/core/sve_emulator.h"
+#include "tests/support/state_util.h"
+
+namespace it {
+
+inline const sve_row_info* row_of(uint32_t w) {
+    sve_handler_t h = get_sve_handler(w);
+    for (const sve_row_info& r : sve_rows)
+        if (r.handler == h) return &r;
+    return nullptr;
+}
+
+// Runs w on s through the row's handler; where the row also has a generic counterpart, runs
+// that on a copy and requires the same state. Returns the row's handler name.
+inline std::string run(cpu_state& s, uint32_t w) {
+    const sve_row_info* r = row_of(w);
+    if (!r) {
+        ADD_FAILURE() << "no row for word " << std::hex << w;
+        return "";
+    }
+    cpu_state g = s;
+    EXPECT_EQ(r->handler(&s, w), RC_DONE) << r->name;
+    if (r->generic) {
+        EXPECT_EQ(r->generic(&g, w), RC_DONE) << r->name;
+        EXPECT_EQ(state_diff(s, g, false), "") << r->name << ": the tiers disagree";
+    }
+    return r->name;
+}
+
+template <class T>
+inline T zget(const cpu_state& s, int reg, int e) {
+    T v;
+    std::memcpy(&v, s.z[reg] + e * sizeof(T), sizeof(T));
+    return v;
+}
+template <class T>
+inline void zset(cpu_state& s, int reg, int e, T v) {
+    std::memcpy(s.z[reg] + e * sizeof(T), &v, sizeof(T));
+}
+// Element e of b bytes, zero-extended.
+inline uint64_t zget_n(const cpu_state& s, int reg, int e, int b) {
+    uint64_t v = 0;
+    std::memcpy(&v, s.z[reg] + e * b, b);
+    return v;
+}
+inline void zset_n(cpu_state& s, int reg, int e, int b, uint64_t v) { std::memcpy(s.z[reg] + e * b, &v, b); }
+inline uint64_t mask_n(int b) { return b == 8 ? ~0ull : (1ull << (8 * b)) - 1; }
+
+// Sets predicate p so that element e of b bytes is active when on(e); the other bytes of each
+// slot get bit 0 set as noise, which must not count.
+template <class F>
+inline void pset(cpu_state& s, int p, int b, F&& on) {
+    for (int i = 0; i < SVE_VL_BYTES; i++) s.p[p][i] = (i % b == 0) ? 0 : 1;
+    for (int e = 0; e < SVE_VL_BYTES / b; e++) s.p[p][e * b] = on(e) ? 1 : 0;
+}
+
+inline cpu_state fresh(uint64_t seed) {
+    cpu_state s;
+    test_rng r(seed);
+    random_state(s, r);
+    return s;
+}
+
+}  // namespace it
