@@ -118,14 +118,24 @@ struct s_asr {
 
 }  // namespace
 
+// One definition per operation: the shape template and the element operation.
+#define ZZZ_OP(name, shape, OP) \
+    aarch64_decode_rc name(cpu_state* s, zr zd, zr zn, zr zm) { return shape<OP>(s, zd, zn, zm); }
+#define ZPZ_OP(name, shape, SIGNED, OP) \
+    aarch64_decode_rc name(cpu_state* s, zr zdn, pr pg, zr zm) { return shape<SIGNED, OP>(s, zdn, pg, zm); }
+#define UNARY_OP(name, SIGNED, OP) \
+    aarch64_decode_rc name(cpu_state* s, zr zd, pr pg, zr zn) { return zpz_unary<SIGNED, OP>(s, zd, pg, zn); }
+#define ZPZZ_OP(name, OP) \
+    aarch64_decode_rc name(cpu_state* s, zr zd, pr pg, zr za, zr zb) { return zpzz<OP>(s, zd, pg, za, zb); }
+
 // ---- Unpredicated ----
 
-aarch64_decode_rc sve_add_zzz(cpu_state* s, zr zd, zr zn, zr zm) { return zzz_sized<v_add>(s, zd, zn, zm); }
-aarch64_decode_rc sve_sub_zzz(cpu_state* s, zr zd, zr zn, zr zm) { return zzz_sized<v_sub>(s, zd, zn, zm); }
-aarch64_decode_rc sve_and_zzz(cpu_state* s, zr zd, zr zn, zr zm) { return zzz_bits<v_and>(s, zd, zn, zm); }
-aarch64_decode_rc sve_orr_zzz(cpu_state* s, zr zd, zr zn, zr zm) { return zzz_bits<v_orr>(s, zd, zn, zm); }
-aarch64_decode_rc sve_eor_zzz(cpu_state* s, zr zd, zr zn, zr zm) { return zzz_bits<v_eor>(s, zd, zn, zm); }
-aarch64_decode_rc sve_bic_zzz(cpu_state* s, zr zd, zr zn, zr zm) { return zzz_bits<v_bic>(s, zd, zn, zm); }
+ZZZ_OP(sve_add_zzz, zzz_sized, v_add)
+ZZZ_OP(sve_sub_zzz, zzz_sized, v_sub)
+ZZZ_OP(sve_and_zzz, zzz_bits, v_and)
+ZZZ_OP(sve_orr_zzz, zzz_bits, v_orr)
+ZZZ_OP(sve_eor_zzz, zzz_bits, v_eor)
+ZZZ_OP(sve_bic_zzz, zzz_bits, v_bic)
 
 struct v_mul { template <class V> static V f(V a, V b) { return a * b; } };
 aarch64_decode_rc sve_sub_zi(cpu_state* s, zr zdn, uint64_t imm) { return zi_sized<v_sub>(s, zdn, imm); }
@@ -136,45 +146,45 @@ aarch64_decode_rc sve_eor_zi(cpu_state* s, zr zdn, aarch64_sve_logical64_imm imm
 
 // ---- Predicated, merging ----
 
-aarch64_decode_rc sve_add_zpz(cpu_state* s, zr zdn, pr pg, zr zm) { return zpz<false, op_add>(s, zdn, pg, zm); }
-aarch64_decode_rc sve_sub_zpz(cpu_state* s, zr zdn, pr pg, zr zm) { return zpz<false, op_sub>(s, zdn, pg, zm); }
-aarch64_decode_rc sve_mul_zpz(cpu_state* s, zr zdn, pr pg, zr zm) { return zpz<false, op_mul>(s, zdn, pg, zm); }
-aarch64_decode_rc sve_smax_zpz(cpu_state* s, zr zdn, pr pg, zr zm) { return zpz<true, s_max>(s, zdn, pg, zm); }
-aarch64_decode_rc sve_umax_zpz(cpu_state* s, zr zdn, pr pg, zr zm) { return zpz<false, s_max>(s, zdn, pg, zm); }
-aarch64_decode_rc sve_smin_zpz(cpu_state* s, zr zdn, pr pg, zr zm) { return zpz<true, s_min>(s, zdn, pg, zm); }
-aarch64_decode_rc sve_umin_zpz(cpu_state* s, zr zdn, pr pg, zr zm) { return zpz<false, s_min>(s, zdn, pg, zm); }
-aarch64_decode_rc sve_and_zpz(cpu_state* s, zr zdn, pr pg, zr zm) { return zpz<false, op_and>(s, zdn, pg, zm); }
-aarch64_decode_rc sve_orr_zpz(cpu_state* s, zr zdn, pr pg, zr zm) { return zpz<false, op_orr>(s, zdn, pg, zm); }
-aarch64_decode_rc sve_eor_zpz(cpu_state* s, zr zdn, pr pg, zr zm) { return zpz<false, op_eor>(s, zdn, pg, zm); }
-aarch64_decode_rc sve_bic_zpz(cpu_state* s, zr zdn, pr pg, zr zm) { return zpz<false, op_bic>(s, zdn, pg, zm); }
-aarch64_decode_rc sve_sdiv_zpz(cpu_state* s, zr zdn, pr pg, zr zm) { return zpz_div<true, op_div>(s, zdn, pg, zm); }
-aarch64_decode_rc sve_udiv_zpz(cpu_state* s, zr zdn, pr pg, zr zm) { return zpz_div<false, op_div>(s, zdn, pg, zm); }
-aarch64_decode_rc sve_sdivr_zpz(cpu_state* s, zr zdn, pr pg, zr zm) { return zpz_div<true, op_divr>(s, zdn, pg, zm); }
-aarch64_decode_rc sve_udivr_zpz(cpu_state* s, zr zdn, pr pg, zr zm) { return zpz_div<false, op_divr>(s, zdn, pg, zm); }
-aarch64_decode_rc sve_lsl_zpz(cpu_state* s, zr zdn, pr pg, zr zm) { return zpz<false, s_lsl>(s, zdn, pg, zm); }
-aarch64_decode_rc sve_lsr_zpz(cpu_state* s, zr zdn, pr pg, zr zm) { return zpz<false, s_lsr>(s, zdn, pg, zm); }
-aarch64_decode_rc sve_asr_zpz(cpu_state* s, zr zdn, pr pg, zr zm) { return zpz<false, s_asr>(s, zdn, pg, zm); }
+ZPZ_OP(sve_add_zpz, zpz, false, op_add)
+ZPZ_OP(sve_sub_zpz, zpz, false, op_sub)
+ZPZ_OP(sve_mul_zpz, zpz, false, op_mul)
+ZPZ_OP(sve_smax_zpz, zpz, true, s_max)
+ZPZ_OP(sve_umax_zpz, zpz, false, s_max)
+ZPZ_OP(sve_smin_zpz, zpz, true, s_min)
+ZPZ_OP(sve_umin_zpz, zpz, false, s_min)
+ZPZ_OP(sve_and_zpz, zpz, false, op_and)
+ZPZ_OP(sve_orr_zpz, zpz, false, op_orr)
+ZPZ_OP(sve_eor_zpz, zpz, false, op_eor)
+ZPZ_OP(sve_bic_zpz, zpz, false, op_bic)
+ZPZ_OP(sve_sdiv_zpz, zpz_div, true, op_div)
+ZPZ_OP(sve_udiv_zpz, zpz_div, false, op_div)
+ZPZ_OP(sve_sdivr_zpz, zpz_div, true, op_divr)
+ZPZ_OP(sve_udivr_zpz, zpz_div, false, op_divr)
+ZPZ_OP(sve_lsl_zpz, zpz, false, s_lsl)
+ZPZ_OP(sve_lsr_zpz, zpz, false, s_lsr)
+ZPZ_OP(sve_asr_zpz, zpz, false, s_asr)
 
-aarch64_decode_rc sve_neg_zpz(cpu_state* s, zr zd, pr pg, zr zn) { return zpz_unary<false, op_neg>(s, zd, pg, zn); }
-aarch64_decode_rc sve_rbit_zpz(cpu_state* s, zr zd, pr pg, zr zn) { return zpz_unary<false, op_rbit>(s, zd, pg, zn); }
+UNARY_OP(sve_neg_zpz, false, op_neg)
+UNARY_OP(sve_rbit_zpz, false, op_rbit)
 aarch64_decode_rc sve_revw_zpz(cpu_state* s, zr zd, pr pg, zr zn) {
     zr d = {zd.num, ES_DOUBLE, {ZQ_NONE, ZQ_NONE}};
     return zpz_unary<false, op_revw>(s, d, pg, zn);
 }
-aarch64_decode_rc sve_sxtb_zpz(cpu_state* s, zr zd, pr pg, zr zn) { return zpz_unary<true, op_ext8>(s, zd, pg, zn); }
-aarch64_decode_rc sve_sxth_zpz(cpu_state* s, zr zd, pr pg, zr zn) { return zpz_unary<true, op_ext16>(s, zd, pg, zn); }
-aarch64_decode_rc sve_sxtw_zpz(cpu_state* s, zr zd, pr pg, zr zn) { return zpz_unary<true, op_ext32>(s, zd, pg, zn); }
-aarch64_decode_rc sve_uxth_zpz(cpu_state* s, zr zd, pr pg, zr zn) { return zpz_unary<false, op_ext16>(s, zd, pg, zn); }
-aarch64_decode_rc sve_uxtw_zpz(cpu_state* s, zr zd, pr pg, zr zn) { return zpz_unary<false, op_ext32>(s, zd, pg, zn); }
+UNARY_OP(sve_sxtb_zpz, true, op_ext8)
+UNARY_OP(sve_sxth_zpz, true, op_ext16)
+UNARY_OP(sve_sxtw_zpz, true, op_ext32)
+UNARY_OP(sve_uxth_zpz, false, op_ext16)
+UNARY_OP(sve_uxtw_zpz, false, op_ext32)
 aarch64_decode_rc sve_movprfx_zpz(cpu_state* s, zr zd, pr pg, zr zn) {
     if (pg.qual == PQ_Z) return zpz_unary<false, op_copy, true>(s, zd, pg, zn);
     return zpz_unary<false, op_copy>(s, zd, pg, zn);
 }
 
-aarch64_decode_rc sve_mla_zpzz(cpu_state* s, zr zd, pr pg, zr za, zr zb) { return zpzz<op_mla>(s, zd, pg, za, zb); }
-aarch64_decode_rc sve_mls_zpzz(cpu_state* s, zr zd, pr pg, zr za, zr zb) { return zpzz<op_mls>(s, zd, pg, za, zb); }
-aarch64_decode_rc sve_mad_zpzz(cpu_state* s, zr zd, pr pg, zr za, zr zb) { return zpzz<op_mad>(s, zd, pg, za, zb); }
-aarch64_decode_rc sve_msb_zpzz(cpu_state* s, zr zd, pr pg, zr za, zr zb) { return zpzz<op_msb>(s, zd, pg, za, zb); }
+ZPZZ_OP(sve_mla_zpzz, op_mla)
+ZPZZ_OP(sve_mls_zpzz, op_mls)
+ZPZZ_OP(sve_mad_zpzz, op_mad)
+ZPZZ_OP(sve_msb_zpzz, op_msb)
 
 // ---- Immediate shifts: the count is tested once, outside the element loop ----
 

@@ -70,4 +70,61 @@ inline cpu_state fresh(uint64_t seed) {
     return s;
 }
 
+// A word with element cases: lane e takes case e % size (for wide forms, the case of its
+// doubleword), so every lane position is covered.
+struct elem3 {
+    uint64_t a, b, r;
+};
+struct word_case {
+    const char* text;
+    uint32_t word;
+    const char* handler;
+    int bytes;
+    bool wide;  // b is a 64-bit element shared by the lanes of its doubleword
+    std::vector<elem3> v;
+};
+
+inline bool lane_on(int e) { return e % 5 != 3; }
+
+inline const elem3& case_of(const word_case& c, int e) {
+    int k = c.wide ? e * c.bytes / 8 : e;
+    return c.v[k % c.v.size()];
+}
+inline void fill_a(cpu_state& s, int reg, const word_case& c) {
+    for (int e = 0; e < SVE_VL_BYTES / c.bytes; e++) zset_n(s, reg, e, c.bytes, case_of(c, e).a);
+}
+inline void fill_b(cpu_state& s, int reg, const word_case& c) {
+    for (int e = 0; e < SVE_VL_BYTES / c.bytes; e++) {
+        if (c.wide) zset<uint64_t>(s, reg, e * c.bytes / 8, case_of(c, e).b);
+        else zset_n(s, reg, e, c.bytes, case_of(c, e).b);
+    }
+}
+
+// Predicated, destructive: Zdn z3 (a), Pg p1, Zm z4 (b); r is the value of an active lane,
+// an inactive one keeps a. Zm must not change.
+inline void check_pred(const word_case& c, uint64_t seed) {
+    cpu_state s = fresh(seed);
+    fill_a(s, 3, c);
+    fill_b(s, 4, c);
+    pset(s, 1, c.bytes, lane_on);
+    cpu_state before = s;
+    EXPECT_EQ(run(s, c.word), c.handler) << c.text;
+    for (int e = 0; e < SVE_VL_BYTES / c.bytes; e++) {
+        const elem3& x = case_of(c, e);
+        uint64_t want = lane_on(e) ? x.r & mask_n(c.bytes) : x.a;
+        EXPECT_EQ(zget_n(s, 3, e, c.bytes), want) << c.text << " lane " << e << std::hex << " a " << x.a << " b " << x.b;
+    }
+    EXPECT_EQ(0, std::memcmp(s.z[4], before.z[4], SVE_VL_BYTES)) << c.text;
+}
+
+// Unpredicated: Zd z3, Zn z4 (a), Zm z5 (b).
+inline void check_unpred(const word_case& c, uint64_t seed) {
+    cpu_state s = fresh(seed);
+    fill_a(s, 4, c);
+    fill_b(s, 5, c);
+    EXPECT_EQ(run(s, c.word), c.handler) << c.text;
+    for (int e = 0; e < SVE_VL_BYTES / c.bytes; e++)
+        EXPECT_EQ(zget_n(s, 3, e, c.bytes), case_of(c, e).r & mask_n(c.bytes)) << c.text << " lane " << e;
+}
+
 }  // namespace it

@@ -11,56 +11,6 @@ namespace {
 
 constexpr uint64_t M = ~0ull;
 
-struct elem3 {
-    uint64_t a, b, r;
-};
-struct word_case {
-    const char* text;
-    uint32_t word;
-    const char* handler;
-    int bytes;
-    bool wide;  // b is a 64-bit element shared by the lanes of its doubleword
-    std::vector<elem3> v;
-};
-
-bool lane_on(int e) { return e % 5 != 3; }
-
-const elem3& case_of(const word_case& c, int e) {
-    int k = c.wide ? e * c.bytes / 8 : e;
-    return c.v[k % c.v.size()];
-}
-void fill_b(cpu_state& s, int reg, const word_case& c) {
-    int n = 80 / c.bytes;
-    for (int e = 0; e < n; e++) {
-        if (c.wide) zset<uint64_t>(s, reg, e * c.bytes / 8, case_of(c, e).b);
-        else zset_n(s, reg, e, c.bytes, case_of(c, e).b);
-    }
-}
-
-// Predicated: Zdn z3 (a), Pg p1, Zm z4 (b); or, with no Zm, the count in the word.
-void check_pred(const word_case& c, uint64_t seed) {
-    cpu_state s = fresh(seed);
-    int n = 80 / c.bytes;
-    for (int e = 0; e < n; e++) zset_n(s, 3, e, c.bytes, case_of(c, e).a);
-    fill_b(s, 4, c);
-    pset(s, 1, c.bytes, lane_on);
-    EXPECT_EQ(run(s, c.word), c.handler) << c.text;
-    for (int e = 0; e < n; e++) {
-        const elem3& x = case_of(c, e);
-        EXPECT_EQ(zget_n(s, 3, e, c.bytes), lane_on(e) ? x.r : x.a) << c.text << " lane " << e;
-    }
-}
-
-// Unpredicated: Zd z3, Zn z4 (a), Zm z5 (b).
-void check_unpred(const word_case& c, uint64_t seed) {
-    cpu_state s = fresh(seed);
-    int n = 80 / c.bytes;
-    for (int e = 0; e < n; e++) zset_n(s, 4, e, c.bytes, case_of(c, e).a);
-    fill_b(s, 5, c);
-    EXPECT_EQ(run(s, c.word), c.handler) << c.text;
-    for (int e = 0; e < n; e++) EXPECT_EQ(zget_n(s, 3, e, c.bytes), case_of(c, e).r) << c.text << " lane " << e;
-}
-
 const word_case SHIFT_PRED[] = {
     {"asr z3.b, p1/m, z3.b, z4.b", 0x04108483, "VecS8ShrVVM", 1, false,
      {{0x80, 200, 0xFF}, {0x7F, 200, 0}, {0x80, 7, 0xFF}, {0x40, 1, 0x20}, {0xF0, 2, 0xFC}, {0x80, 8, 0xFF}}},
