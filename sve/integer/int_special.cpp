@@ -314,6 +314,7 @@ aarch64_decode_rc compare(cpu_state* s, pr pd, pr pg, zr zn, B&& b_of) {
         alignas(16) uint8_t tmp[SVE_VL_BYTES];
         const uint8_t* a = s->z[zn.num];
         const uint8_t* p = s->p[pg.num];
+#pragma GCC unroll 10
         for (int e = 0; e < NELEM<T>; e++)
             st<T>(tmp, e, T(act<T>(p, e) && OP::f(W<T>(ld<T>(a, e)), W<T>(b_of(T(), e)))));
         sve_ptest<T>(s, reinterpret_cast<const char*>(p), reinterpret_cast<const char*>(tmp));
