@@ -217,12 +217,12 @@ struct op_mls { template <class T> static T f(T d, T a, T b) { return T(zx(d) - 
 struct op_mad { template <class T> static T f(T d, T a, T b) { return T(zx(b) + zx(wrap_mul(d, a))); } };
 struct op_msb { template <class T> static T f(T d, T a, T b) { return T(zx(b) - zx(wrap_mul(d, a))); } };
 
-// Comparisons of elements widened to 64 bits by signedness.
-struct cmp_eq { template <class V> static bool f(V a, V b) { return a == b; } };
-struct cmp_ne { template <class V> static bool f(V a, V b) { return a != b; } };
-struct cmp_ge { template <class V> static bool f(V a, V b) { return a >= b; } };
-struct cmp_gt { template <class V> static bool f(V a, V b) { return a > b; } };
-struct cmp_le { template <class V> static bool f(V a, V b) { return a <= b; } };
-struct cmp_lt { template <class V> static bool f(V a, V b) { return a < b; } };
+// Comparisons: of elements widened to 64 bits by signedness, or lane-wise of vectors (a mask).
+struct cmp_eq { template <class V> static auto f(V a, V b) { return a == b; } };
+struct cmp_ne { template <class V> static auto f(V a, V b) { return a != b; } };
+struct cmp_ge { template <class V> static auto f(V a, V b) { return a >= b; } };
+struct cmp_gt { template <class V> static auto f(V a, V b) { return a > b; } };
+struct cmp_le { template <class V> static auto f(V a, V b) { return a <= b; } };
+struct cmp_lt { template <class V> static auto f(V a, V b) { return a < b; } };
 
 }  // namespace ie

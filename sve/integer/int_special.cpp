@@ -1,5 +1,7 @@
 // Specialised tier of the integer families: 80 bytes at a time, in place on cpu_state, one branch
 // on the element size, an 80-byte temporary and one final copy wherever a vector is read.
+#include <limits>
+
 #include "sve/core/simd.h"
 #include "sve/integer/int_elem.h"
 #include "sve/integer/ops.h"
@@ -307,30 +309,68 @@ aarch64_decode_rc sve_movprfx_zz(cpu_state* s, zr zd, zr zn) {
 // ---- Compares: result in a temporary, flags from the old Pg, then Pd written whole ----
 
 namespace {
-template <bool SIGNED, class OP, class B>
-aarch64_decode_rc compare(cpu_state* s, pr pd, pr pg, zr zn, B&& b_of) {
+// Pd gets 1 at the first byte of each active element where OP holds, 0 elsewhere; b_chunk
+// gives the second operand of each 16-byte chunk.
+template <class T, class OP, class B>
+void compare_chunks(cpu_state* s, pr pd, pr pg, zr zn, B&& b_chunk) {
+    typedef typename vec_of<T>::type V;
+    alignas(16) uint8_t tmp[SVE_VL_BYTES];
+    const uint8_t* a = s->z[zn.num];
+    const uint8_t* p = s->p[pg.num];
+    for (int c = 0; c < SVE_CHUNKS; c++) {
+        V active = vload<V>(p + 16 * c) & T(1);  // bit 0 of each element's first predicate byte
+        vstore(tmp + 16 * c, V(OP::f(vload<V>(a + 16 * c), b_chunk(c))) & active);
+    }
+    sve_ptest<T>(s, reinterpret_cast<const char*>(p), reinterpret_cast<const char*>(tmp));
+    std::memcpy(s->p[pd.num], tmp, SVE_VL_BYTES);
+}
+
+template <bool SIGNED, class OP>
+aarch64_decode_rc compare_zz(cpu_state* s, pr pd, pr pg, zr zn, zr zm) {
+    on_size<SIGNED>(pd.qual, [&](auto t) {
+        typedef typename vec_of<decltype(t)>::type V;
+        const uint8_t* b = s->z[zm.num];
+        compare_chunks<decltype(t), OP>(s, pd, pg, zn, [b](int c) { return vload<V>(b + 16 * c); });
+    });
+    return RC_DONE;
+}
+// The element, widened by its signedness, against the immediate: an immediate outside the
+// element's range is compared with the element's extreme values, which gives the same outcome.
+template <class V, class T>
+V splat(T x) {
+    V v;
+    for (unsigned i = 0; i < sizeof(V) / sizeof(T); i++) v[i] = x;
+    return v;
+}
+struct take_b { template <class V> static V f(V, V b) { return b; } };
+template <bool SIGNED, class OP>
+aarch64_decode_rc compare_zi(cpu_state* s, pr pd, pr pg, zr zn, int64_t imm) {
     on_size<SIGNED>(pd.qual, [&](auto t) {
         typedef decltype(t) T;
-        alignas(16) uint8_t tmp[SVE_VL_BYTES];
-        const uint8_t* a = s->z[zn.num];
-        const uint8_t* p = s->p[pg.num];
-#pragma GCC unroll 10
-        for (int e = 0; e < NELEM<T>; e++)
-            st<T>(tmp, e, T(act<T>(p, e) && OP::f(W<T>(ld<T>(a, e)), W<T>(b_of(T(), e)))));
-        sve_ptest<T>(s, reinterpret_cast<const char*>(p), reinterpret_cast<const char*>(tmp));
-        std::memcpy(s->p[pd.num], tmp, SVE_VL_BYTES);
+        typedef typename vec_of<T>::type V;
+        W<T> lo = W<T>(std::numeric_limits<T>::min()), hi = W<T>(std::numeric_limits<T>::max()), w = W<T>(imm);
+        if (w < lo || w > hi) {
+            // every element lies on one side of the immediate
+            bool below = w < lo;
+            T edge = below ? std::numeric_limits<T>::min() : std::numeric_limits<T>::max();
+            bool holds = OP::f(W<T>(edge), w);
+            V k = splat<V>(T(holds ? 1 : 0));
+            compare_chunks<T, take_b>(s, pd, pg, zn, [k](int) { return k; });
+            return;
+        }
+        V k = splat<V>(T(imm));
+        compare_chunks<T, OP>(s, pd, pg, zn, [k](int) { return k; });
     });
     return RC_DONE;
 }
 }  // namespace
 
-#define DEF_CMP(cc, SIGNED, OP)                                                                   \
-    aarch64_decode_rc sve_cmp##cc##_ppzz(cpu_state* s, pr pd, pr pg, zr zn, zr zm) {              \
-        const uint8_t* b = s->z[zm.num];                                                          \
-        return compare<SIGNED, OP>(s, pd, pg, zn, [b](auto t, int e) { return ld<decltype(t)>(b, e); }); \
-    }                                                                                             \
-    aarch64_decode_rc sve_cmp##cc##_ppzi(cpu_state* s, pr pd, pr pg, zr zn, int64_t imm) {        \
-        return compare<SIGNED, OP>(s, pd, pg, zn, [imm](auto, int) { return imm; });              \
+#define DEF_CMP(cc, SIGNED, OP)                                                            \
+    aarch64_decode_rc sve_cmp##cc##_ppzz(cpu_state* s, pr pd, pr pg, zr zn, zr zm) {       \
+        return compare_zz<SIGNED, OP>(s, pd, pg, zn, zm);                                  \
+    }                                                                                      \
+    aarch64_decode_rc sve_cmp##cc##_ppzi(cpu_state* s, pr pd, pr pg, zr zn, int64_t imm) { \
+        return compare_zi<SIGNED, OP>(s, pd, pg, zn, imm);                                 \
     }
 DEF_CMP(eq, true, cmp_eq)
 DEF_CMP(ne, true, cmp_ne)

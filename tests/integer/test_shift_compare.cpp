@@ -3,6 +3,7 @@
 // operands) and the compare flags.
 #include <gtest/gtest.h>
 
+#include "sve/core/all_ops.h"
 #include "tests/integer/int_test_util.h"
 
 using namespace it;
@@ -140,6 +141,34 @@ TEST(IntCompare, DestinationIsGoverningPredicate) {
     for (int e = 0; e < 80; e++) EXPECT_EQ(s.p[1][e], e == 10 ? 1 : 0) << e;
     // first active (10) true, last active (19) false: N=1 Z=0 C=1
     EXPECT_EQ(uint32_t(s.nzcv >> 28) & 15, 0xAu);
+}
+
+}  // namespace
+
+namespace {
+
+// Called directly with an immediate beyond the element's range, a compare still compares the
+// widened element: bytes against 300 or -300, unsigned bytes against 2^64 - 1.
+TEST(IntCompare, ImmediateBeyondTheElement) {
+    using cmp_fn = aarch64_decode_rc (*)(cpu_state*, aarch64_p_reg, aarch64_p_reg, aarch64_z_reg, int64_t);
+    struct {
+        const char* what;
+        cmp_fn fn;
+        int64_t imm;
+        bool all;  // outcome for every active element
+    } cases[] = {
+        {"cmpeq #300", sve_cmpeq_ppzi, 300, false},  {"cmpne #300", sve_cmpne_ppzi, 300, true},
+        {"cmplt #300", sve_cmplt_ppzi, 300, true},   {"cmpgt #300", sve_cmpgt_ppzi, 300, false},
+        {"cmpge #-300", sve_cmpge_ppzi, -300, true}, {"cmple #-300", sve_cmple_ppzi, -300, false},
+        {"cmphi #-1", sve_cmphi_ppzi, -1, false},    {"cmplo #-1", sve_cmplo_ppzi, -1, true},
+    };
+    for (auto& c : cases) {
+        cpu_state s = fresh(990);
+        for (int e = 0; e < 80; e++) s.p[1][e] = e % 4 != 0;
+        ASSERT_EQ(c.fn(&s, {3, ES_BYTE, {PQ_NONE, PQ_NONE}}, {1, PQ_Z, {PQ_NONE, PQ_NONE}}, {4, ES_BYTE, {ZQ_NONE, ZQ_NONE}}, c.imm),
+                  RC_DONE);
+        for (int e = 0; e < 80; e++) EXPECT_EQ(s.p[3][e], (e % 4 != 0 && c.all) ? 1 : 0) << c.what << " " << e;
+    }
 }
 
 }  // namespace
