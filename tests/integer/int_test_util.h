@@ -127,4 +127,10 @@ inline void check_unpred(const word_case& c, uint64_t seed) {
         EXPECT_EQ(zget_n(s, 3, e, c.bytes), case_of(c, e).r & mask_n(c.bytes)) << c.text << " lane " << e;
 }
 
+// Runs every case of a table through a checker, each on its own random state.
+template <size_t N, class CHECK>
+inline void run_table(const word_case (&table)[N], uint64_t seed, CHECK&& check) {
+    for (const word_case& c : table) check(c, seed++);
+}
+
 }  // namespace it

@@ -141,22 +141,10 @@ const word_case IMMEDIATE[] = {
     {"orr z3.d, z3.d, #0x8000000000000001", 0x05020823, "VecU64OrVIX", 8, false, {{0x10, 0, 0x8000000000000011}}},
 };
 
-TEST(IntArith, BinaryPredicated) {
-    uint64_t seed = 100;
-    for (const word_case& c : BINARY_PRED) check_pred(c, seed++);
-}
-TEST(IntArith, UnaryPredicated) {
-    uint64_t seed = 200;
-    for (const word_case& c : UNARY_PRED) check_unary_pred(c, seed++);
-}
-TEST(IntArith, Unpredicated) {
-    uint64_t seed = 300;
-    for (const word_case& c : UNPRED) check_unpred(c, seed++);
-}
-TEST(IntArith, Immediate) {
-    uint64_t seed = 400;
-    for (const word_case& c : IMMEDIATE) check_imm(c, seed++);
-}
+TEST(IntArith, BinaryPredicated) { run_table(BINARY_PRED, 100, check_pred); }
+TEST(IntArith, UnaryPredicated) { run_table(UNARY_PRED, 200, check_unary_pred); }
+TEST(IntArith, Unpredicated) { run_table(UNPRED, 300, check_unpred); }
+TEST(IntArith, Immediate) { run_table(IMMEDIATE, 400, check_imm); }
 
 // Every operand one register: add z1.b, p0/m, z1.b, z1.b doubles each active element.
 TEST(IntArith, FullAliasing) {

@@ -45,14 +45,8 @@ const word_case SHIFT_UNPRED[] = {
     {"lsl z3.s, z4.s, z5.d", 0x04a58c83, "VecU32ShlVWX", 4, true, {{0xFFFFFFFF, 4, 0xFFFFFFF0}, {1, 0x100000000, 0}}},
 };
 
-TEST(IntShift, Predicated) {
-    uint64_t seed = 500;
-    for (const word_case& c : SHIFT_PRED) check_pred(c, seed++);
-}
-TEST(IntShift, Unpredicated) {
-    uint64_t seed = 600;
-    for (const word_case& c : SHIFT_UNPRED) check_unpred(c, seed++);
-}
+TEST(IntShift, Predicated) { run_table(SHIFT_PRED, 500, check_pred); }
+TEST(IntShift, Unpredicated) { run_table(SHIFT_UNPRED, 600, check_unpred); }
 
 // Compares: Pd p3, Pg p1, Zn z4 (a), Zm z5 (b) or the immediate of the word; r is the outcome.
 const word_case COMPARES[] = {
