@@ -100,32 +100,34 @@ inline void fill_b(cpu_state& s, int reg, const word_case& c) {
     }
 }
 
-// Predicated, destructive: Zdn z3 (a), Pg p1, Zm z4 (b); r is the value of an active lane,
-// an inactive one keeps a. Zm must not change.
-inline void check_pred(const word_case& c, uint64_t seed) {
+// Predicated: Zdn z3 (a), Pg p1, Zm z4 (b); an active lane becomes r, an inactive one keeps a.
+// Unary forms (Zd z3, Zn z4) take the cases as {Zn, old Zd, r}.
+inline void check_pred_roles(const word_case& c, uint64_t seed, bool unary) {
     cpu_state s = fresh(seed);
-    fill_a(s, 3, c);
-    fill_b(s, 4, c);
+    fill_a(s, unary ? 4 : 3, c);
+    fill_b(s, unary ? 3 : 4, c);
     pset(s, 1, c.bytes, lane_on);
-    cpu_state before = s;
     EXPECT_EQ(run(s, c.word), c.handler) << c.text;
     for (int e = 0; e < SVE_VL_BYTES / c.bytes; e++) {
         const elem3& x = case_of(c, e);
-        uint64_t want = lane_on(e) ? x.r & mask_n(c.bytes) : x.a;
+        uint64_t want = lane_on(e) ? x.r & mask_n(c.bytes) : unary ? x.b : x.a;
         EXPECT_EQ(zget_n(s, 3, e, c.bytes), want) << c.text << " lane " << e << std::hex << " a " << x.a << " b " << x.b;
     }
-    EXPECT_EQ(0, std::memcmp(s.z[4], before.z[4], SVE_VL_BYTES)) << c.text;
 }
+inline void check_pred(const word_case& c, uint64_t seed) { check_pred_roles(c, seed, false); }
+inline void check_unary(const word_case& c, uint64_t seed) { check_pred_roles(c, seed, true); }
 
-// Unpredicated: Zd z3, Zn z4 (a), Zm z5 (b).
-inline void check_unpred(const word_case& c, uint64_t seed) {
+// Unpredicated: Zd z3, Zn (a) in z4, or in z3 itself for the immediate forms, Zm z5 (b).
+inline void check_unpred_at(const word_case& c, uint64_t seed, int a_reg) {
     cpu_state s = fresh(seed);
-    fill_a(s, 4, c);
+    fill_a(s, a_reg, c);
     fill_b(s, 5, c);
     EXPECT_EQ(run(s, c.word), c.handler) << c.text;
     for (int e = 0; e < SVE_VL_BYTES / c.bytes; e++)
         EXPECT_EQ(zget_n(s, 3, e, c.bytes), case_of(c, e).r & mask_n(c.bytes)) << c.text << " lane " << e;
 }
+inline void check_unpred(const word_case& c, uint64_t seed) { check_unpred_at(c, seed, 4); }
+inline void check_imm(const word_case& c, uint64_t seed) { check_unpred_at(c, seed, 3); }
 
 // Runs every case of a table through a checker, each on its own random state.
 template <size_t N, class CHECK>
