@@ -155,7 +155,7 @@ INT_DECL_CMP(hs) INT_DECL_CMP(hi) INT_DECL_CMP(ls) INT_DECL_CMP(lo)
 #define INT_TABLE_VWX(X) INT_T_U3(X, ShlVWX, op_shl) INT_T_S3(X, ShrVWX, op_shr) INT_T_U3(X, ShrVWX, op_shr)
 // (zn, imm): unpredicated with an immediate.
 #define INT_TABLE_VIX(X)                                                                    \
-    INT_T_U4(X, SubVIX, op_sub) INT_T_U4(X, SubRVIX, op_subr)                              \
+    INT_T_U4(X, AddVIX, op_add) INT_T_U4(X, SubVIX, op_sub) INT_T_U4(X, SubRVIX, op_subr)  \
     INT_T_SU4(X, QAddVIX, op_qadd_imm) INT_T_SU4(X, QSubVIX, op_qsub_imm)                  \
     INT_T_SU4(X, MaxVIX, op_max_imm) INT_T_SU4(X, MinVIX, op_min_imm)                      \
     INT_T_S4(X, MulVIX, op_mul)                                                            \
@@ -229,10 +229,6 @@ INT_TABLE_CMP_VV(INT_DECL_GC)
 INT_TABLE_CMP_VI(INT_DECL_GCI)
 INT_TABLE_CMP_VW(INT_DECL_GC)
 
-VecV VecU8AddVIX(VecV zdn, uint64_t imm, CpuContext* c);
-VecV VecU16AddVIX(VecV zdn, uint64_t imm, CpuContext* c);
-VecV VecU32AddVIX(VecV zdn, uint64_t imm, CpuContext* c);
-VecV VecU64AddVIX(VecV zdn, uint64_t imm, CpuContext* c);
 
 // Dot products.
 VecV VecS32DotVVVX(VecV zn, VecV zm, VecV zda, CpuContext* c);
