@@ -3,13 +3,211 @@
 
 #include "sve/core/forms.h"
 
+// ---------------------------------------------------------------------------------------------
+// Operand extractors of this family, in the shape of those in sve/core/forms.h.
+namespace pf {
+
+using sf::fld;
+
+// The multiplier of the counts: imm4 at 19:16. The specialised operations get imm4 + 1, the
+// generic functions imm4 (they add the one themselves).
+struct Mul4 {
+    template <int ESZ> static uint64_t get(uint32_t w) { return fld(w, 16, 4) + 1; }
+    template <int ESZ> static uint64_t gget(const cpu_state*, uint32_t w) { return fld(w, 16, 4); }
+};
+
+// Element index of dup (indexed): imm2 (23:22) and tsz (20:16) joined, above the size marker.
+struct DupIdx {
+    template <int ESZ> static unsigned get(uint32_t w) { return ((fld(w, 22, 2) << 5) | fld(w, 16, 5)) >> (ESZ + 1); }
+    template <int ESZ> static unsigned gget(const cpu_state*, uint32_t w) { return get<ESZ>(w); }
+};
+
+// Byte position of ext: bits 20:16 high, bits 12:10 low.
+struct ExtPos {
+    template <int ESZ> static unsigned get(uint32_t w) { return (fld(w, 16, 5) << 3) | fld(w, 10, 3); }
+    template <int ESZ> static unsigned gget(const cpu_state*, uint32_t w) { return get<ESZ>(w); }
+};
+
+// A SIMD scalar register by number (specialised tier), or its low element (generic tier).
+template <int LO>
+struct V {
+    template <int ESZ> static unsigned get(uint32_t w) { return fld(w, LO, 5); }
+    template <int ESZ> static uint64_t gget(const cpu_state* s, uint32_t w) {
+        uint64_t v = 0;
+        std::memcpy(&v, s->z[fld(w, LO, 5)], 1u << ESZ);
+        return v;
+    }
+};
+
+// General register, 31 the zero register, whose generic value is cut to 32 bits for a W form.
+template <int LO, int Q>
+struct Rn {
+    template <int ESZ> static aarch64_i_reg get(uint32_t w) { return sf::R<LO, Q>::template get<ESZ>(w); }
+    template <int ESZ> static uint64_t gget(const cpu_state* s, uint32_t w) {
+        uint64_t v = sf::R<LO, Q>::template gget<ESZ>(s, w);
+        return Q == RQ_W ? uint32_t(v) : v;
+    }
+};
+
+// SIMD scalar destination of the element's width: the value in the low bytes, zero elsewhere.
+template <int LO>
+struct DVE {
+    template <int ESZ> static void put(cpu_state* s, uint32_t w, uint64_t v) { store_scalar(s, fld(w, LO, 5), v, 1u << ESZ); }
+};
+
+}  // namespace pf
+
+// ---------------------------------------------------------------------------------------------
+// Forms. Field positions: Zd/Pd/Rd 4:0 (Pd 3:0), Zn/Pn/Rn 9:5 (Pn 8:5), Zm/Pm/Rm 20:16.
+
 // sel zd.t, pg, zn.t, zm.t: Zd 4:0, Pg 13:10, Zn 9:5, Zm 20:16.
 using sf_sel_zpzz = sf::sform<sf::Z<0>, sf::P<10, 4, PQ_BARE>, sf::Z<5>, sf::Z<16>>;
 using gf_sel_zpzz = sf::gform<sf::DZ<0>, sf::P<10, 4, PQ_BARE>, sf::Z<5>, sf::Z<16>>;
 
-aarch64_decode_rc sve_sel_zpzz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_z_reg zm);
+// Permutes of vectors: zd, zn, zm / zd, zn.
+using sf_zzz = sf::sform<sf::Z<0>, sf::Z<5>, sf::Z<16>>;
+using gf_zzz = sf::gform<sf::DZ<0>, sf::Z<5>, sf::Z<16>>;
+using sf_zz = sf::sform<sf::Z<0>, sf::Z<5>>;
+using gf_zz = sf::gform<sf::DZ<0>, sf::Z<5>>;
+// ext zdn, zdn, zm, #pos
+using sf_ext = sf::sform<sf::Zt<0>, sf::Z<5>, pf::ExtPos>;
+using gf_ext = sf::gform<sf::DZ<0>, sf::Z<0>, sf::Z<5>, pf::ExtPos>;
+// dup zd, zn[idx]
+using sf_dupi = sf::sform<sf::Z<0>, sf::Z<5>, pf::DupIdx>;
+using gf_dupi = sf::gform<sf::DZ<0>, sf::Z<5>, pf::DupIdx>;
+// splice zdn, pg, zdn, zm (Zm in 9:5) / compact zd, pg, zn
+using gf_splice = sf::gform<sf::DZ<0>, sf::P<10, 3, PQ_BARE>, sf::Z<0>, sf::Z<5>>;
+using gf_compact = sf::gform<sf::DZ<0>, sf::P<10, 3, PQ_BARE>, sf::Z<5>>;
+// insr zdn, rn / insr zdn, vn
+using gf_insr_r = sf::gform<sf::DZ<0>, sf::Z<0>, sf::R<5>>;
+using gf_insr_v = sf::gform<sf::DZ<0>, sf::Z<0>, pf::V<5>>;
 
-VecV VecU8SelVV(PredV pg, VecV zn, VecV zm, CpuContext* c);
-VecV VecU16SelVV(PredV pg, VecV zn, VecV zm, CpuContext* c);
-VecV VecU32SelVV(PredV pg, VecV zn, VecV zm, CpuContext* c);
-VecV VecU64SelVV(PredV pg, VecV zn, VecV zm, CpuContext* c);
+// Reductions and extraction: Vd/Rd 4:0, Pg 12:10, Zn 9:5.
+using sf_vpz = sf::sform<pf::V<0>, sf::P<10, 3, PQ_BARE>, sf::Z<5>>;
+using gf_vpz = sf::gform<pf::DVE<0>, sf::P<10, 3, PQ_BARE>, sf::Z<5>>;
+using gf_vpz64 = sf::gform<sf::DV<0, 8>, sf::P<10, 3, PQ_BARE>, sf::Z<5>>;
+using sf_rpz = sf::sform<sf::R<0>, sf::P<10, 3, PQ_BARE>, sf::Z<5>>;
+using gf_rpz = sf::gform<sf::DR<0>, sf::P<10, 3, PQ_BARE>, sf::Z<5>>;
+using sf_clast_rpz = sf::sform<sf::Rt<0>, sf::P<10, 3, PQ_BARE>, sf::Z<5>>;
+using gf_clast_r = sf::gform<sf::DR<0>, sf::P<10, 3, PQ_BARE>, sf::R<0>, sf::Z<5>>;
+using gf_clast_v = sf::gform<pf::DVE<0>, sf::P<10, 3, PQ_BARE>, pf::V<0>, sf::Z<5>>;
+using gf_clast_z = sf::gform<sf::DZ<0>, sf::P<10, 3, PQ_BARE>, sf::Z<0>, sf::Z<5>>;
+
+// ---------------------------------------------------------------------------------------------
+// Shared permute bodies over raw 80-byte arrays (Z and P registers alike). `target` is neither
+// source.
+void sve_zip1(char* target, const char* first, const char* second, element_size size);
+void sve_zip2(char* target, const char* first, const char* second, element_size size);
+void sve_uzp1(char* target, const char* first, const char* second, element_size size);
+
+// Specialised operations.
+aarch64_decode_rc sve_sel_zpzz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_z_reg zm);
+aarch64_decode_rc sve_zip1_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm);
+aarch64_decode_rc sve_zip2_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm);
+aarch64_decode_rc sve_uzp1_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm);
+aarch64_decode_rc sve_uzp2_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm);
+aarch64_decode_rc sve_trn1_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm);
+aarch64_decode_rc sve_trn2_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm);
+aarch64_decode_rc sve_tbl_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm);
+aarch64_decode_rc sve_rev_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn);
+aarch64_decode_rc sve_ext_zzi(cpu_state* s, aarch64_z_reg zdn, aarch64_z_reg zm, unsigned pos);
+aarch64_decode_rc sve_dup_zzi(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, unsigned index);
+aarch64_decode_rc sve_sunpklo_s2d_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn);
+aarch64_decode_rc sve_sunpkhi_s2d_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn);
+aarch64_decode_rc sve_uunpklo_b2h_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn);
+aarch64_decode_rc sve_uunpkhi_b2h_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn);
+aarch64_decode_rc sve_uunpklo_h2s_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn);
+aarch64_decode_rc sve_uunpkhi_h2s_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn);
+aarch64_decode_rc sve_uunpklo_s2d_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn);
+aarch64_decode_rc sve_uunpkhi_s2d_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn);
+aarch64_decode_rc sve_adr_scaled_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm);
+
+aarch64_decode_rc sve_uaddv_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn);
+aarch64_decode_rc sve_smaxv_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn);
+aarch64_decode_rc sve_umaxv_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn);
+aarch64_decode_rc sve_sminv_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn);
+aarch64_decode_rc sve_uminv_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn);
+aarch64_decode_rc sve_andv_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn);
+aarch64_decode_rc sve_orv_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn);
+aarch64_decode_rc sve_eorv_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn);
+aarch64_decode_rc sve_lastb_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn);
+aarch64_decode_rc sve_lastb_rpz(cpu_state* s, aarch64_i_reg rd, aarch64_p_reg pg, aarch64_z_reg zn);
+aarch64_decode_rc sve_clastb_rpz(cpu_state* s, aarch64_i_reg rdn, aarch64_p_reg pg, aarch64_z_reg zn);
+
+// ---------------------------------------------------------------------------------------------
+// Generic functions, declared by lists of element types.
+#define PRED_U_TYPES(M) M(U8, 0) M(U16, 1) M(U32, 2) M(U64, 3)
+#define PRED_S_TYPES(M) M(S8, 0) M(S16, 1) M(S32, 2) M(S64, 3)
+#define PRED_V_TYPES(M) M(B8, 0) M(H16, 1) M(F32, 2) M(D64, 3)
+#define PRED_P_TYPES(M) M(P8, 0) M(P16, 1) M(P32, 2) M(P64, 3)
+
+#define PRED_DECL_PERMUTE(T, E)                                   \
+    VecV Vec##T##Zip1VV(VecV zn, VecV zm, CpuContext* c);         \
+    VecV Vec##T##Zip2VV(VecV zn, VecV zm, CpuContext* c);         \
+    VecV Vec##T##Uzp1VV(VecV zn, VecV zm, CpuContext* c);         \
+    VecV Vec##T##Uzp2VV(VecV zn, VecV zm, CpuContext* c);         \
+    VecV Vec##T##Trn1VV(VecV zn, VecV zm, CpuContext* c);         \
+    VecV Vec##T##Trn2VV(VecV zn, VecV zm, CpuContext* c);         \
+    VecV Vec##T##TblVV(VecV zn, VecV zm, CpuContext* c);          \
+    VecV Vec##T##ReverseV(VecV zn, CpuContext* c);                \
+    VecV Vec##T##ExtDupVI(VecV zn, unsigned index, CpuContext* c); \
+    VecV Vec##T##SpliceVV(PredV pg, VecV zdn, VecV zm, CpuContext* c); \
+    VecV Vec##T##InsertS(VecV zdn, uint64_t x, CpuContext* c);    \
+    VecV Vec##T##SelVV(PredV pg, VecV zn, VecV zm, CpuContext* c);
+PRED_U_TYPES(PRED_DECL_PERMUTE)
+VecV VecU128ExtDupVI(VecV zn, unsigned index, CpuContext* c);
+VecV VecU8SlideVI(VecV zdn, VecV zm, unsigned pos, CpuContext* c);
+VecV VecU32CompressVV(PredV pg, VecV zn, CpuContext* c);
+VecV VecU64CompressVV(PredV pg, VecV zn, CpuContext* c);
+
+#define PRED_DECL_INSERT_V(T, E) VecV Vec##T##InsertS(VecV zdn, uint64_t v, CpuContext* c);
+PRED_V_TYPES(PRED_DECL_INSERT_V)
+
+#define PRED_DECL_UNPACK(T)                          \
+    VecV Vec##T##UnpackLoV(VecV zn, CpuContext* c); \
+    VecV Vec##T##UnpackHiV(VecV zn, CpuContext* c);
+PRED_DECL_UNPACK(S16)
+PRED_DECL_UNPACK(S32)
+PRED_DECL_UNPACK(S64)
+PRED_DECL_UNPACK(U16)
+PRED_DECL_UNPACK(U32)
+PRED_DECL_UNPACK(U64)
+
+#define PRED_DECL_LEA(T, N)                                  \
+    VecV Vec##T##LEA##N##VV(VecV zn, VecV zm, CpuContext* c); \
+    VecV VecU64LEA##N##XVV(VecV zn, VecV zm, CpuContext* c);  \
+    VecV VecU64LEA##N##YVV(VecV zn, VecV zm, CpuContext* c);
+#define PRED_DECL_LEA_ALL(N) PRED_DECL_LEA(U32, N) VecV VecU64LEA##N##VV(VecV zn, VecV zm, CpuContext* c);
+PRED_DECL_LEA_ALL(1)
+PRED_DECL_LEA_ALL(2)
+PRED_DECL_LEA_ALL(4)
+PRED_DECL_LEA_ALL(8)
+
+// Reductions and extraction.
+#define PRED_DECL_REDUCE_U(T, E)                                           \
+    uint64_t Vec##T##AddReduceV(PredV pg, VecV zn, CpuContext* c);         \
+    uint64_t Vec##T##MaxReduceV(PredV pg, VecV zn, CpuContext* c);         \
+    uint64_t Vec##T##MinReduceV(PredV pg, VecV zn, CpuContext* c);         \
+    uint64_t Vec##T##AndReduceV(PredV pg, VecV zn, CpuContext* c);         \
+    uint64_t Vec##T##OrReduceV(PredV pg, VecV zn, CpuContext* c);          \
+    uint64_t Vec##T##XorReduceV(PredV pg, VecV zn, CpuContext* c);         \
+    uint64_t Vec##T##LastAV(PredV pg, VecV zn, CpuContext* c);             \
+    uint64_t Vec##T##LastBV(PredV pg, VecV zn, CpuContext* c);             \
+    uint64_t Vec##T##CondXASV(PredV pg, uint64_t fallback, VecV zn, CpuContext* c); \
+    uint64_t Vec##T##CondXBSV(PredV pg, uint64_t fallback, VecV zn, CpuContext* c); \
+    VecV Vec##T##VCondXAVV(PredV pg, VecV zdn, VecV zm, CpuContext* c);    \
+    VecV Vec##T##VCondXBVV(PredV pg, VecV zdn, VecV zm, CpuContext* c);
+PRED_U_TYPES(PRED_DECL_REDUCE_U)
+#define PRED_DECL_REDUCE_S(T, E)                                   \
+    uint64_t Vec##T##MaxReduceV(PredV pg, VecV zn, CpuContext* c); \
+    uint64_t Vec##T##MinReduceV(PredV pg, VecV zn, CpuContext* c);
+PRED_S_TYPES(PRED_DECL_REDUCE_S)
+uint64_t VecS8AddReduceV(PredV pg, VecV zn, CpuContext* c);
+uint64_t VecS16AddReduceV(PredV pg, VecV zn, CpuContext* c);
+uint64_t VecS32AddReduceV(PredV pg, VecV zn, CpuContext* c);
+#define PRED_DECL_LAST_V(T, E)                                                      \
+    uint64_t Vec##T##LastAV(PredV pg, VecV zn, CpuContext* c);                      \
+    uint64_t Vec##T##LastBV(PredV pg, VecV zn, CpuContext* c);                      \
+    uint64_t Vec##T##CondXASV(PredV pg, uint64_t fallback, VecV zn, CpuContext* c); \
+    uint64_t Vec##T##CondXBSV(PredV pg, uint64_t fallback, VecV zn, CpuContext* c);
+PRED_V_TYPES(PRED_DECL_LAST_V)

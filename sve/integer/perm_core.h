@@ -1,0 +1,75 @@
+// Element access and permute cores shared by the Z and P operations of both tiers.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+#include "sve/core/generic.h"
+#include "sve/core/simd.h"
+
+namespace pcore {
+
+// Unsigned element type of size code E.
+template <int E>
+using elem_t = std::conditional_t<E == 0, uint8_t, std::conditional_t<E == 1, uint16_t, std::conditional_t<E == 2, uint32_t, uint64_t>>>;
+
+// Element e of a little-endian byte array.
+template <class T>
+inline T ld(const uint8_t* p, uint32_t e) {
+    T v;
+    std::memcpy(&v, p + e * sizeof(T), sizeof(T));
+    return v;
+}
+template <class T>
+inline void st(uint8_t* p, uint32_t e, T v) {
+    std::memcpy(p + e * sizeof(T), &v, sizeof(T));
+}
+
+enum perm_kind { ZIP1, ZIP2, UZP1, UZP2, TRN1, TRN2 };
+
+// Where element i of an n-element permute result comes from: the returned element of the first
+// source, or of the second where `from_second` is set.
+template <perm_kind K>
+inline uint32_t perm_source(uint32_t i, uint32_t n, bool& from_second) {
+    uint32_t h = n / 2;
+    switch (K) {
+    case ZIP1: from_second = i & 1; return i >> 1;
+    case ZIP2: from_second = i & 1; return h + (i >> 1);
+    case UZP1: from_second = i >= h; return 2 * (from_second ? i - h : i);
+    case UZP2: from_second = i >= h; return 2 * (from_second ? i - h : i) + 1;
+    case TRN1: from_second = i & 1; return i & ~1u;
+    default: from_second = i & 1; return i | 1;
+    }
+}
+
+template <perm_kind K, class T>
+inline void permute_elems(uint8_t* t, const uint8_t* a, const uint8_t* b, uint32_t n) {
+    for (uint32_t i = 0; i < n; i++) {
+        bool second;
+        uint32_t k = perm_source<K>(i, n, second);
+        st<T>(t, i, ld<T>(second ? b : a, k));
+    }
+}
+
+// A permute of two 80-byte arrays of slots of size code s; `t` is neither source.
+template <perm_kind K>
+inline void permute_bytes(uint8_t* t, const uint8_t* a, const uint8_t* b, uint32_t s) {
+    dispatch_unsigned(s, [&](auto x) {
+        typedef decltype(x) T;
+        permute_elems<K, T>(t, a, b, SVE_VL_BYTES / sizeof(T));
+    });
+}
+
+// The bit group of element e (eb bits, eb one of 1, 2, 4, 8) of a packed predicate.
+inline uint64_t pred_group(const PredV& p, uint32_t e, uint32_t eb) {
+    uint32_t i = e * eb;
+    return (p.w[i >> 6] >> (i & 63)) & ((1ull << eb) - 1);
+}
+inline void pred_set_group(PredV& p, uint32_t e, uint32_t eb, uint64_t g) {
+    uint32_t i = e * eb;
+    uint64_t m = ((1ull << eb) - 1) << (i & 63);
+    p.w[i >> 6] = (p.w[i >> 6] & ~m) | ((g << (i & 63)) & m);
+}
+
+}  // namespace pcore
