@@ -2,6 +2,8 @@
 #pragma once
 
 #include "sve/core/forms.h"
+#include "sve/integer/pred_flags.h"
+#include "sve/integer/wide_int.h"
 
 // add zdn.t, zdn.t, #imm{, lsl #8}: Zdn 4:0, immediate 13:5.
 using sf_zdn_imm8sh = sf::sform<sf::Zt<0>, sf::Imm8Sh>;
