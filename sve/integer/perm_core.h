@@ -73,3 +73,31 @@ inline void pred_set_group(PredV& p, uint32_t e, uint32_t eb, uint64_t g) {
 }
 
 }  // namespace pcore
+
+namespace pcore {
+
+// An 80-byte predicate whose first `count` elements of size code s are true: 1 in the first byte
+// of each such slot, 0 everywhere else.
+inline void fill_first(uint8_t* p, uint32_t count, uint32_t s) {
+    std::memset(p, 0, SVE_VL_BYTES);
+    for (uint32_t e = 0; e < count; e++) p[e << s] = 1;
+}
+
+// The same as a packed predicate of the context's length, elements of `bits` bits.
+inline PredV pred_first(uint32_t count, uint32_t bits) {
+    PredV p = {{0, 0, 0, 0}};
+    for (uint32_t e = 0; e < count; e++) pred_set(p, e, bits, true);
+    return p;
+}
+
+// All bytes of the context's vector length active.
+inline PredV pred_all(const CpuContext* c) { return pred_first(vl_bytes(c), 8); }
+
+// Number of elements of `bits` bits active in p.
+inline uint32_t pred_count(const PredV& p, uint32_t bits, const CpuContext* c) {
+    uint32_t n = elem_count(c, bits), k = 0;
+    for (uint32_t e = 0; e < n; e++) k += pred_active(p, e, bits);
+    return k;
+}
+
+}  // namespace pcore

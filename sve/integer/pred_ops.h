@@ -211,3 +211,106 @@ uint64_t VecS32AddReduceV(PredV pg, VecV zn, CpuContext* c);
     uint64_t Vec##T##CondXASV(PredV pg, uint64_t fallback, VecV zn, CpuContext* c); \
     uint64_t Vec##T##CondXBSV(PredV pg, uint64_t fallback, VecV zn, CpuContext* c);
 PRED_V_TYPES(PRED_DECL_LAST_V)
+
+// ---------------------------------------------------------------------------------------------
+// Loop control.
+
+// while: Pd 3:0 with the row's element size, Rn 9:5, Rm 20:16, W (4) or X (8) scalars.
+using sf_while4 = sf::sform<sf::P<0, 4, -1>, pf::Rn<5, RQ_W>, pf::Rn<16, RQ_W>>;
+using sf_while8 = sf::sform<sf::P<0, 4, -1>, pf::Rn<5, RQ_X>, pf::Rn<16, RQ_X>>;
+using gf_while4 = sf::gform<sf::DP<0>, pf::Rn<5, RQ_W>, pf::Rn<16, RQ_W>>;
+using gf_while8 = sf::gform<sf::DP<0>, pf::Rn<5, RQ_X>, pf::Rn<16, RQ_X>>;
+// ctermeq / ctermne rn, rm
+using gf_cterm = sf::gform<sf::DNone, sf::R<5>, sf::R<16>>;
+// cnt, inc, dec (and saturating) by pattern: Rd/Rdn/Zdn 4:0, pattern 9:5, imm4 19:16.
+using gf_cnt = sf::gform<sf::DR<0>, sf::UImm<5, 5>, sf::UImm<16, 4>>;
+using sf_incdec_r = sf::sform<sf::Rt<0>, sf::UImm<5, 5>, pf::Mul4>;
+using gf_incdec_r = sf::gform<sf::DR<0>, sf::R<0>, sf::UImm<5, 5>, pf::Mul4>;
+using sf_uqdec_w = sf::sform<sf::Rt<0, RQ_W>, sf::UImm<5, 5>, pf::Mul4>;
+using sf_uqdec_x = sf::sform<sf::Rt<0, RQ_X>, sf::UImm<5, 5>, pf::Mul4>;
+using sf_incdec_z = sf::sform<sf::Zt<0>, sf::UImm<5, 5>, pf::Mul4>;
+using gf_incdec_z = sf::gform<sf::DZ<0>, sf::Z<0>, sf::UImm<5, 5>, pf::Mul4>;
+// cntp rd, pg, pn: Pg 13:10, Pn 8:5. incp/decp rdn or zdn, pm: Pm 8:5.
+using sf_cntp = sf::sform<sf::R<0>, sf::P<10, 4, PQ_BARE>, sf::P<5, 4, -1>>;
+using gf_cntp = sf::gform<sf::DR<0>, sf::P<10, 4, PQ_BARE>, sf::P<5, 4, -1>>;
+using sf_incp = sf::sform<sf::Rt<0>, sf::P<5, 4, -1>>;
+using gf_incp_r = sf::gform<sf::DR<0>, sf::P<5, 4, -1>, sf::R<0>>;
+using gf_incp_z = sf::gform<sf::DZ<0>, sf::P<5, 4, -1>, sf::Z<0>>;
+// rdvl rd, #imm; addvl / addpl rd, rn, #imm (31 is sp): imm6 10:5, Rn 20:16.
+using sf_rdvl = sf::sform<sf::R<0>, sf::SImm<5, 6>>;
+using gf_rdvl = sf::gform<sf::DR<0>, sf::SImm<5, 6>>;
+using sf_addvl = sf::sform<sf::Rsp<0>, sf::Rsp<16>, sf::SImm<5, 6>>;
+using gf_addvl = sf::gform<sf::DRsp<0>, sf::Rsp<16>, sf::SImm<5, 6>>;
+
+aarch64_decode_rc sve_whilelt_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm);
+aarch64_decode_rc sve_whilelo_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm);
+aarch64_decode_rc sve_whilels_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm);
+#define LC_DECL_INCDEC(L)                                                                            \
+    aarch64_decode_rc sve_inc##L##_rii(cpu_state* s, aarch64_i_reg rdn, unsigned pattern, unsigned mult); \
+    aarch64_decode_rc sve_dec##L##_rii(cpu_state* s, aarch64_i_reg rdn, unsigned pattern, unsigned mult);
+LC_DECL_INCDEC(b)
+LC_DECL_INCDEC(h)
+LC_DECL_INCDEC(w)
+LC_DECL_INCDEC(d)
+#define LC_DECL_INCDEC_Z(L)                                                                          \
+    aarch64_decode_rc sve_inc##L##_zii(cpu_state* s, aarch64_z_reg zdn, unsigned pattern, unsigned mult); \
+    aarch64_decode_rc sve_dec##L##_zii(cpu_state* s, aarch64_z_reg zdn, unsigned pattern, unsigned mult);
+LC_DECL_INCDEC_Z(h)
+LC_DECL_INCDEC_Z(w)
+LC_DECL_INCDEC_Z(d)
+aarch64_decode_rc sve_uqdecb_rii(cpu_state* s, aarch64_i_reg rdn, unsigned pattern, unsigned mult);
+aarch64_decode_rc sve_cntp_rpp(cpu_state* s, aarch64_i_reg rd, aarch64_p_reg pg, aarch64_p_reg pn);
+aarch64_decode_rc sve_incp_rp(cpu_state* s, aarch64_i_reg rdn, aarch64_p_reg pm);
+aarch64_decode_rc sve_rdvl_ri(cpu_state* s, aarch64_i_reg rd, int imm);
+aarch64_decode_rc sve_addvl_rri(cpu_state* s, aarch64_i_rsp_reg rd, aarch64_i_rsp_reg rn, int imm);
+aarch64_decode_rc sve_addpl_rri(cpu_state* s, aarch64_i_rsp_reg rd, aarch64_i_rsp_reg rn, int imm);
+
+#define LC_SIZES(M) M(S8, U8, 0) M(S16, U16, 1) M(S32, U32, 2) M(S64, U64, 3)
+#define LC_VSIZES(M) M(S16, U16, 1) M(S32, U32, 2) M(S64, U64, 3)
+
+#define LC_DECL_WHILE_T(T)                                        \
+    PredV Vec##T##While4LTSS(uint64_t rn, uint64_t rm, CpuContext* c); \
+    PredV Vec##T##While8LTSS(uint64_t rn, uint64_t rm, CpuContext* c); \
+    PredV Vec##T##While4LESS(uint64_t rn, uint64_t rm, CpuContext* c); \
+    PredV Vec##T##While8LESS(uint64_t rn, uint64_t rm, CpuContext* c);
+#define LC_DECL_Q_T(T)                                                                    \
+    uint64_t Vec##T##QIncrVL4SI(uint64_t x, uint64_t pat, uint64_t imm4, CpuContext* c);  \
+    uint64_t Vec##T##QIncrVL8SI(uint64_t x, uint64_t pat, uint64_t imm4, CpuContext* c);  \
+    uint64_t Vec##T##QDecrVL4SI(uint64_t x, uint64_t pat, uint64_t imm4, CpuContext* c);  \
+    uint64_t Vec##T##QDecrVL8SI(uint64_t x, uint64_t pat, uint64_t imm4, CpuContext* c);  \
+    uint64_t Vec##T##QIncrSCount4PS(PredV pm, uint64_t x, CpuContext* c);                 \
+    uint64_t Vec##T##QIncrSCount8PS(PredV pm, uint64_t x, CpuContext* c);                 \
+    uint64_t Vec##T##QDecrSCount4PS(PredV pm, uint64_t x, CpuContext* c);                 \
+    uint64_t Vec##T##QDecrSCount8PS(PredV pm, uint64_t x, CpuContext* c);
+#define LC_DECL_SCALAR(S, U, E)                                                          \
+    LC_DECL_WHILE_T(S)                                                                   \
+    LC_DECL_WHILE_T(U)                                                                   \
+    LC_DECL_Q_T(S)                                                                       \
+    LC_DECL_Q_T(U)                                                                       \
+    uint64_t Vec##U##CountVLSI(uint64_t pat, uint64_t imm4, CpuContext* c);              \
+    uint64_t Vec##U##IncrVLSI(uint64_t x, uint64_t pat, uint64_t imm4, CpuContext* c);   \
+    uint64_t Vec##U##DecrVLSI(uint64_t x, uint64_t pat, uint64_t imm4, CpuContext* c);   \
+    uint64_t Vec##U##SCountP(PredV pg, PredV pn, CpuContext* c);                         \
+    uint64_t Vec##U##IncrSCountPS(PredV pm, uint64_t x, CpuContext* c);                  \
+    uint64_t Vec##U##DecrSCountPS(PredV pm, uint64_t x, CpuContext* c);
+LC_SIZES(LC_DECL_SCALAR)
+#define LC_DECL_QVEC_T(T)                                                        \
+    VecV Vec##T##QIncrVLVI(VecV z, uint64_t pat, uint64_t imm4, CpuContext* c);  \
+    VecV Vec##T##QDecrVLVI(VecV z, uint64_t pat, uint64_t imm4, CpuContext* c);  \
+    VecV Vec##T##QIncrCountPV(PredV pm, VecV z, CpuContext* c);                  \
+    VecV Vec##T##QDecrCountPV(PredV pm, VecV z, CpuContext* c);
+#define LC_DECL_VECTOR(S, U, E)                                                  \
+    LC_DECL_QVEC_T(S)                                                            \
+    LC_DECL_QVEC_T(U)                                                            \
+    VecV Vec##U##IncrVLVI(VecV z, uint64_t pat, uint64_t imm4, CpuContext* c);   \
+    VecV Vec##U##DecrVLVI(VecV z, uint64_t pat, uint64_t imm4, CpuContext* c);   \
+    VecV Vec##U##IncrCountPV(PredV pm, VecV z, CpuContext* c);                   \
+    VecV Vec##U##DecrCountPV(PredV pm, VecV z, CpuContext* c);
+LC_VSIZES(LC_DECL_VECTOR)
+void VecU32CTermEQ(uint64_t rn, uint64_t rm, CpuContext* c);
+void VecU64CTermEQ(uint64_t rn, uint64_t rm, CpuContext* c);
+void VecU32CTermNE(uint64_t rn, uint64_t rm, CpuContext* c);
+void VecU64CTermNE(uint64_t rn, uint64_t rm, CpuContext* c);
+uint64_t VecS64VLX(int64_t imm, CpuContext* c);
+uint64_t VecS64AddVLX(uint64_t xn, int64_t imm, CpuContext* c);
+uint64_t VecS64AddPLX(uint64_t xn, int64_t imm, CpuContext* c);
