@@ -61,15 +61,20 @@ inline void permute_bytes(uint8_t* t, const uint8_t* a, const uint8_t* b, uint32
     });
 }
 
-// The bit group of element e (eb bits, eb one of 1, 2, 4, 8) of a packed predicate.
-inline uint64_t pred_group(const PredV& p, uint32_t e, uint32_t eb) {
-    uint32_t i = e * eb;
-    return (p.w[i >> 6] >> (i & 63)) & ((1ull << eb) - 1);
+// Elements of src in reverse order; the bytes inside an element keep their order.
+template <class T>
+inline void rev_core(uint8_t* dst, const uint8_t* src, uint32_t n) {
+    for (uint32_t e = 0; e < n; e++) st<T>(dst, e, ld<T>(src, n - 1 - e));
 }
-inline void pred_set_group(PredV& p, uint32_t e, uint32_t eb, uint64_t g) {
-    uint32_t i = e * eb;
-    uint64_t m = ((1ull << eb) - 1) << (i & 63);
-    p.w[i >> 6] = (p.w[i >> 6] & ~m) | ((g << (i & 63)) & m);
+
+// A packed predicate as one byte (0 or 1) per lane, and back, for the first n lanes.
+inline void pred_to_bytes(uint8_t* b, const PredV& p, uint32_t n) {
+    for (uint32_t i = 0; i < n; i++) b[i] = pred_bit(p, i);
+}
+inline PredV bytes_to_pred(const uint8_t* b, uint32_t n) {
+    PredV p = {{0, 0, 0, 0}};
+    for (uint32_t i = 0; i < n; i++) p.w[i >> 6] |= uint64_t(b[i] & 1) << (i & 63);
+    return p;
 }
 
 }  // namespace pcore

@@ -7,6 +7,7 @@
 
 #include "sve/core/simd.h"
 #include "sve/integer/perm_core.h"
+#include "sve/integer/pred_flags.h"
 #include "sve/integer/pred_ops.h"
 
 namespace {
@@ -35,11 +36,6 @@ void tbl_core(uint8_t* dst, const uint8_t* table, const uint8_t* idx, uint32_t n
         T i = ld<T>(idx, e);
         st<T>(dst, e, i < n ? ld<T>(table, i) : T(0));
     }
-}
-
-template <class T>
-void rev_core(uint8_t* dst, const uint8_t* src, uint32_t n) {
-    for (uint32_t e = 0; e < n; e++) st<T>(dst, e, ld<T>(src, n - 1 - e));
 }
 
 // ext: bytes pos .. pos + vl - 1 of the pair first:second; a position beyond the vector is 0.
@@ -99,6 +95,23 @@ VecV insr_vec(const VecV& zdn, uint64_t x, const CpuContext* c) {
     uint32_t n = elem_count(c, sizeof(T) * 8);
     for (uint32_t e = n - 1; e > 0; e--) vset<T>(r, e, vget<T>(zdn, e - 1));
     vset<T>(r, 0, T(x));
+    return r;
+}
+
+// splice: the segment of Zdn from the first to the last active element, then Zm from element 0.
+template <class T>
+VecV splice_vec(const PredV& pg, const VecV& zdn, const VecV& zm, CpuContext* c) {
+    VecV r;
+    uint32_t n = elem_count(c, sizeof(T) * 8), k = 0;
+    int last = FindLastActive(pg, sizeof(T) * 8, c);
+    if (last >= 0) {
+        bool on = false;
+        for (int e = 0; e <= last; e++) {
+            on = on || pred_active(pg, uint32_t(e), sizeof(T) * 8);
+            if (on) vset<T>(r, k++, vget<T>(zdn, uint32_t(e)));
+        }
+    }
+    for (uint32_t e = 0; k < n; e++) vset<T>(r, k++, vget<T>(zm, e));
     return r;
 }
 
@@ -275,6 +288,7 @@ aarch64_decode_rc sve_sel_zpzz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg,
         return r;                                                                                             \
     }                                                                                                         \
     VecV Vec##T##InsertS(VecV zdn, uint64_t x, CpuContext* c) { return insr_vec<elem_t<E>>(zdn, x, c); }      \
+    VecV Vec##T##SpliceVV(PredV pg, VecV zdn, VecV zm, CpuContext* c) { return splice_vec<elem_t<E>>(pg, zdn, zm, c); } \
     VecV Vec##T##SelVV(PredV pg, VecV zn, VecV zm, CpuContext* c) { return sel_generic<elem_t<E>>(pg, zn, zm, c); }
 PRED_U_TYPES(PRED_DEF_PERMUTE)
 

@@ -314,3 +314,101 @@ void VecU64CTermNE(uint64_t rn, uint64_t rm, CpuContext* c);
 uint64_t VecS64VLX(int64_t imm, CpuContext* c);
 uint64_t VecS64AddVLX(uint64_t xn, int64_t imm, CpuContext* c);
 uint64_t VecS64AddPLX(uint64_t xn, int64_t imm, CpuContext* c);
+
+// ---------------------------------------------------------------------------------------------
+// Predicate logic, breaks and partitions. Pd 3:0, Pn 8:5, Pg 13:10, Pm 19:16.
+using sf_pppp = sf::sform<sf::P<0, 4, PQ_B>, sf::P<10, 4, PQ_Z>, sf::P<5, 4, PQ_B>, sf::P<16, 4, PQ_B>>;
+using sf_sel_pppp = sf::sform<sf::P<0, 4, PQ_B>, sf::P<10, 4, PQ_BARE>, sf::P<5, 4, PQ_B>, sf::P<16, 4, PQ_B>>;
+using gf_pppp = sf::gform<sf::DP<0>, sf::P<10, 4, PQ_Z>, sf::P<5, 4, PQ_B>, sf::P<16, 4, PQ_B>>;
+// brka / brkb pd, pg/z or pg/m, pn; the merging generic form takes the old Pd first.
+using sf_brk_z = sf::sform<sf::P<0, 4, PQ_B>, sf::P<10, 4, PQ_Z>, sf::P<5, 4, PQ_B>>;
+using sf_brk_m = sf::sform<sf::P<0, 4, PQ_B>, sf::P<10, 4, PQ_M>, sf::P<5, 4, PQ_B>>;
+using gf_brk_z = sf::gform<sf::DP<0>, sf::P<10, 4, PQ_Z>, sf::P<5, 4, PQ_B>>;
+using gf_brk_m = sf::gform<sf::DP<0>, sf::P<0, 4, PQ_B>, sf::P<10, 4, PQ_M>, sf::P<5, 4, PQ_B>>;
+// brkn pdm, pg/z, pn, pdm
+using sf_brkn = sf::sform<sf::Pt<0, 4, PQ_B>, sf::P<10, 4, PQ_Z>, sf::P<5, 4, PQ_B>>;
+using gf_brkn = sf::gform<sf::DP<0>, sf::P<10, 4, PQ_Z>, sf::P<5, 4, PQ_B>, sf::P<0, 4, PQ_B>>;
+// pfalse pd; ptrue pd.t, pattern (9:5)
+using sf_pfalse = sf::sform<sf::P<0, 4, PQ_B>>;
+using gf_pfalse = sf::gform<sf::DP<0>>;
+using sf_ptrue = sf::sform<sf::P<0, 4, -1>, sf::UImm<5, 5>>;
+using gf_ptrue = sf::gform<sf::DP<0>, sf::UImm<5, 5>>;
+// pfirst pdn, pg, pdn / pnext pdn, pg, pdn: Pg 8:5. rdffr pd, pg/z: Pg 8:5.
+using gf_pfirst = sf::gform<sf::DP<0>, sf::P<5, 4, PQ_BARE>, sf::P<0, 4, PQ_B>>;
+using sf_pnext = sf::sform<sf::Pt<0, 4, -1>, sf::P<5, 4, PQ_BARE>>;
+using gf_pnext = sf::gform<sf::DP<0>, sf::P<0, 4, -1>, sf::P<5, 4, PQ_BARE>>;
+using sf_rdffr = sf::sform<sf::P<0, 4, PQ_B>, sf::P<5, 4, PQ_Z>>;
+using gf_rdffr = sf::gform<sf::DP<0>, sf::P<5, 4, PQ_Z>>;
+// rev pd, pn / punpk pd.h, pn.b / zip, uzp, trn pd, pn, pm
+using sf_pp = sf::sform<sf::P<0, 4, -1>, sf::P<5, 4, -1>>;
+using sf_punpk = sf::sform<sf::P<0, 4, PQ_H>, sf::P<5, 4, PQ_B>>;
+using gf_pp = sf::gform<sf::DP<0>, sf::P<5, 4, -1>>;
+using sf_ppp = sf::sform<sf::P<0, 4, -1>, sf::P<5, 4, -1>, sf::P<16, 4, -1>>;
+using gf_ppp = sf::gform<sf::DP<0>, sf::P<5, 4, -1>, sf::P<16, 4, -1>>;
+
+#define PL_DECL_PPPP(op) \
+    aarch64_decode_rc sve_##op##_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm);
+PL_DECL_PPPP(and)
+PL_DECL_PPPP(bic)
+PL_DECL_PPPP(eor)
+PL_DECL_PPPP(orr)
+PL_DECL_PPPP(nor)
+PL_DECL_PPPP(sel)
+PL_DECL_PPPP(brkpb)
+PL_DECL_PPPP(brkpbs)
+aarch64_decode_rc sve_rdffr_pp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg);
+aarch64_decode_rc sve_brka_ppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn);
+aarch64_decode_rc sve_brkb_ppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn);
+aarch64_decode_rc sve_brkn_ppp(cpu_state* s, aarch64_p_reg pdm, aarch64_p_reg pg, aarch64_p_reg pn);
+aarch64_decode_rc sve_brkns_ppp(cpu_state* s, aarch64_p_reg pdm, aarch64_p_reg pg, aarch64_p_reg pn);
+aarch64_decode_rc sve_pfalse_p(cpu_state* s, aarch64_p_reg pd);
+aarch64_decode_rc sve_ptrue_pi(cpu_state* s, aarch64_p_reg pd, unsigned pattern);
+aarch64_decode_rc sve_pnext_pp(cpu_state* s, aarch64_p_reg pdn, aarch64_p_reg pg);
+aarch64_decode_rc sve_rev_pp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pn);
+aarch64_decode_rc sve_punpklo_pp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pn);
+aarch64_decode_rc sve_punpkhi_pp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pn);
+aarch64_decode_rc sve_zip1_ppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pn, aarch64_p_reg pm);
+aarch64_decode_rc sve_zip2_ppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pn, aarch64_p_reg pm);
+aarch64_decode_rc sve_uzp1_ppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pn, aarch64_p_reg pm);
+
+#define PL_DECL_LOGIC(Name)                                                 \
+    PredV VecP##Name##PPZ(PredV pg, PredV pn, PredV pm, CpuContext* c);    \
+    PredV VecP##Name##FlgPPZ(PredV pg, PredV pn, PredV pm, CpuContext* c);
+PL_DECL_LOGIC(And)
+PL_DECL_LOGIC(Bic)
+PL_DECL_LOGIC(Xor)
+PL_DECL_LOGIC(Or)
+PL_DECL_LOGIC(OrN)
+PL_DECL_LOGIC(Nor)
+PL_DECL_LOGIC(Nand)
+PredV VecPSelPP(PredV pg, PredV pn, PredV pm, CpuContext* c);
+PredV VecPActualP(PredV pg, CpuContext* c);
+PredV VecPActualFlgP(PredV pg, CpuContext* c);
+PredV VecPBreakAPZ(PredV pg, PredV pn, CpuContext* c);
+PredV VecPBreakBPZ(PredV pg, PredV pn, CpuContext* c);
+PredV VecPBreakAPM(PredV pd, PredV pg, PredV pn, CpuContext* c);
+PredV VecPBreakBPM(PredV pd, PredV pg, PredV pn, CpuContext* c);
+PredV VecPBreakAFlgPZ(PredV pg, PredV pn, CpuContext* c);
+PredV VecPBreakBFlgPZ(PredV pg, PredV pn, CpuContext* c);
+PredV VecPBreakNextPZ(PredV pg, PredV pn, PredV pdm, CpuContext* c);
+PredV VecPBreakNextFlgPZ(PredV pg, PredV pn, PredV pdm, CpuContext* c);
+PredV VecPBreakPrevAPZ(PredV pg, PredV pn, PredV pm, CpuContext* c);
+PredV VecPBreakPrevBPZ(PredV pg, PredV pn, PredV pm, CpuContext* c);
+PredV VecPBreakPrevAFlgPZ(PredV pg, PredV pn, PredV pm, CpuContext* c);
+PredV VecPBreakPrevBFlgPZ(PredV pg, PredV pn, PredV pm, CpuContext* c);
+PredV VecPFalse(CpuContext* c);
+PredV VecPSetFirstActiveP(PredV pg, PredV pdn, CpuContext* c);
+PredV VecPUnpackLoP(PredV pn, CpuContext* c);
+PredV VecPUnpackHiP(PredV pn, CpuContext* c);
+#define PL_DECL_SIZED(T, E)                                         \
+    PredV Vec##T##TrueI(uint64_t pattern, CpuContext* c);           \
+    PredV Vec##T##TrueFlgI(uint64_t pattern, CpuContext* c);        \
+    PredV Vec##T##GenNextP(PredV pdn, PredV pg, CpuContext* c);     \
+    PredV Vec##T##ReverseP(PredV pn, CpuContext* c);                \
+    PredV Vec##T##Zip1PP(PredV pn, PredV pm, CpuContext* c);        \
+    PredV Vec##T##Zip2PP(PredV pn, PredV pm, CpuContext* c);        \
+    PredV Vec##T##Uzp1PP(PredV pn, PredV pm, CpuContext* c);        \
+    PredV Vec##T##Uzp2PP(PredV pn, PredV pm, CpuContext* c);        \
+    PredV Vec##T##Trn1PP(PredV pn, PredV pm, CpuContext* c);        \
+    PredV Vec##T##Trn2PP(PredV pn, PredV pm, CpuContext* c);
+PRED_P_TYPES(PL_DECL_SIZED)
