@@ -61,11 +61,37 @@ inline void permute_bytes(uint8_t* t, const uint8_t* a, const uint8_t* b, uint32
     });
 }
 
+// A permute of two 80-byte registers into a third, which may be either source.
+template <perm_kind K>
+inline void permute_regs(uint8_t* d, const uint8_t* a, const uint8_t* b, uint32_t s) {
+    alignas(16) uint8_t tmp[SVE_VL_BYTES];
+    permute_bytes<K>(tmp, a, b, s);
+    std::memcpy(d, tmp, SVE_VL_BYTES);
+}
+
 // Elements of src in reverse order; the bytes inside an element keep their order.
 template <class T>
 inline void rev_core(uint8_t* dst, const uint8_t* src, uint32_t n) {
     for (uint32_t e = 0; e < n; e++) st<T>(dst, e, ld<T>(src, n - 1 - e));
 }
+
+// The element slots of an 80-byte register in reverse order, into a register that may be the
+// source.
+inline void rev_regs(uint8_t* d, const uint8_t* src, uint32_t s) {
+    alignas(16) uint8_t tmp[SVE_VL_BYTES];
+    dispatch_unsigned(s, [&](auto x) {
+        typedef decltype(x) T;
+        rev_core<T>(tmp, src, SVE_VL_BYTES / sizeof(T));
+    });
+    std::memcpy(d, tmp, SVE_VL_BYTES);
+}
+
+// A specialised permute of three registers of one file (z or p), at the destination's size.
+#define PCORE_PERMUTE_OP(name, R, file, K)                                          \
+    aarch64_decode_rc name(cpu_state* s, R d, R n, R m) {                           \
+        pcore::permute_regs<pcore::K>(s->file[d.num], s->file[n.num], s->file[m.num], d.qual); \
+        return RC_DONE;                                                             \
+    }
 
 // A packed predicate as one byte (0 or 1) per lane, and back, for the first n lanes.
 inline void pred_to_bytes(uint8_t* b, const PredV& p, uint32_t n) {

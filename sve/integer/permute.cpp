@@ -14,15 +14,6 @@ namespace {
 
 using namespace pcore;
 
-// Runs the core of a zd, zn, zm permute on the element size of Zd, through a temporary.
-template <perm_kind K>
-aarch64_decode_rc permute_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
-    alignas(16) uint8_t tmp[SVE_VL_BYTES];
-    permute_bytes<K>(tmp, s->z[zn.num], s->z[zm.num], zd.qual);
-    std::memcpy(s->z[zd.num], tmp, SVE_VL_BYTES);
-    return RC_DONE;
-}
-
 template <perm_kind K, class T>
 VecV permute_vec(const VecV& a, const VecV& b, const CpuContext* c) {
     VecV r;
@@ -164,24 +155,12 @@ void sve_uzp1(char* t, const char* a, const char* b, element_size size) {
 
 // ---------------------------------------------------------------------------------------------
 // Specialised operations.
-aarch64_decode_rc sve_zip1_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
-    return permute_zzz<ZIP1>(s, zd, zn, zm);
-}
-aarch64_decode_rc sve_zip2_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
-    return permute_zzz<ZIP2>(s, zd, zn, zm);
-}
-aarch64_decode_rc sve_uzp1_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
-    return permute_zzz<UZP1>(s, zd, zn, zm);
-}
-aarch64_decode_rc sve_uzp2_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
-    return permute_zzz<UZP2>(s, zd, zn, zm);
-}
-aarch64_decode_rc sve_trn1_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
-    return permute_zzz<TRN1>(s, zd, zn, zm);
-}
-aarch64_decode_rc sve_trn2_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
-    return permute_zzz<TRN2>(s, zd, zn, zm);
-}
+PCORE_PERMUTE_OP(sve_zip1_zzz, aarch64_z_reg, z, ZIP1)
+PCORE_PERMUTE_OP(sve_zip2_zzz, aarch64_z_reg, z, ZIP2)
+PCORE_PERMUTE_OP(sve_uzp1_zzz, aarch64_z_reg, z, UZP1)
+PCORE_PERMUTE_OP(sve_uzp2_zzz, aarch64_z_reg, z, UZP2)
+PCORE_PERMUTE_OP(sve_trn1_zzz, aarch64_z_reg, z, TRN1)
+PCORE_PERMUTE_OP(sve_trn2_zzz, aarch64_z_reg, z, TRN2)
 
 aarch64_decode_rc sve_tbl_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
     alignas(16) uint8_t tmp[SVE_VL_BYTES];
@@ -194,12 +173,7 @@ aarch64_decode_rc sve_tbl_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, 
 }
 
 aarch64_decode_rc sve_rev_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) {
-    alignas(16) uint8_t tmp[SVE_VL_BYTES];
-    dispatch_unsigned(zd.qual, [&](auto t) {
-        typedef decltype(t) T;
-        rev_core<T>(tmp, s->z[zn.num], SVE_VL_BYTES / sizeof(T));
-    });
-    std::memcpy(s->z[zd.num], tmp, SVE_VL_BYTES);
+    rev_regs(s->z[zd.num], s->z[zn.num], zd.qual);
     return RC_DONE;
 }
 
@@ -215,30 +189,18 @@ aarch64_decode_rc sve_dup_zzi(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, 
     return RC_DONE;
 }
 
-aarch64_decode_rc sve_sunpklo_s2d_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) {
-    return unpack_zz<int32_t, int64_t>(s, zd, zn, false);
-}
-aarch64_decode_rc sve_sunpkhi_s2d_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) {
-    return unpack_zz<int32_t, int64_t>(s, zd, zn, true);
-}
-aarch64_decode_rc sve_uunpklo_b2h_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) {
-    return unpack_zz<uint8_t, uint16_t>(s, zd, zn, false);
-}
-aarch64_decode_rc sve_uunpkhi_b2h_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) {
-    return unpack_zz<uint8_t, uint16_t>(s, zd, zn, true);
-}
-aarch64_decode_rc sve_uunpklo_h2s_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) {
-    return unpack_zz<uint16_t, uint32_t>(s, zd, zn, false);
-}
-aarch64_decode_rc sve_uunpkhi_h2s_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) {
-    return unpack_zz<uint16_t, uint32_t>(s, zd, zn, true);
-}
-aarch64_decode_rc sve_uunpklo_s2d_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) {
-    return unpack_zz<uint32_t, uint64_t>(s, zd, zn, false);
-}
-aarch64_decode_rc sve_uunpkhi_s2d_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) {
-    return unpack_zz<uint32_t, uint64_t>(s, zd, zn, true);
-}
+// Unpacks of the specialised tier: the low or high half of Zn to twice the width.
+#define PRED_DEF_UNPACK_ZZ(op, sz, TS, TD)                                                 \
+    aarch64_decode_rc sve_##op##lo_##sz##_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) { \
+        return unpack_zz<TS, TD>(s, zd, zn, false);                                        \
+    }                                                                                      \
+    aarch64_decode_rc sve_##op##hi_##sz##_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) { \
+        return unpack_zz<TS, TD>(s, zd, zn, true);                                         \
+    }
+PRED_DEF_UNPACK_ZZ(sunpk, s2d, int32_t, int64_t)
+PRED_DEF_UNPACK_ZZ(uunpk, b2h, uint8_t, uint16_t)
+PRED_DEF_UNPACK_ZZ(uunpk, h2s, uint16_t, uint32_t)
+PRED_DEF_UNPACK_ZZ(uunpk, s2d, uint32_t, uint64_t)
 
 // The scale and the form come from the word: bits 11:10 the shift, bit 22 set for 64-bit elements.
 aarch64_decode_rc sve_adr_scaled_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {

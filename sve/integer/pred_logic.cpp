@@ -167,14 +167,6 @@ PredV ptrue_gen(uint64_t pattern, uint32_t s, const CpuContext* c) {
     return pred_first(VecTrueILength(uint32_t(pattern), elem_count(c, bits)), bits);
 }
 
-template <perm_kind K>
-aarch64_decode_rc permute_ppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pn, aarch64_p_reg pm) {
-    alignas(16) uint8_t tmp[SVE_VL_BYTES];
-    permute_bytes<K>(tmp, s->p[pn.num], s->p[pm.num], pd.qual);
-    std::memcpy(s->p[pd.num], tmp, SVE_VL_BYTES);
-    return RC_DONE;
-}
-
 // Predicate permutes of the generic tier: the same cores on the lanes as element slots.
 template <perm_kind K, class T>
 PredV permute_pred(const PredV& pn, const PredV& pm, const CpuContext* c) {
@@ -304,12 +296,7 @@ aarch64_decode_rc sve_pnext_pp(cpu_state* s, aarch64_p_reg pdn, aarch64_p_reg pg
 }
 
 aarch64_decode_rc sve_rev_pp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pn) {
-    uint8_t tmp[SVE_VL_BYTES];
-    dispatch_unsigned(pd.qual, [&](auto t) {
-        typedef decltype(t) T;
-        rev_core<T>(tmp, s->p[pn.num], SVE_VL_BYTES / sizeof(T));
-    });
-    std::memcpy(s->p[pd.num], tmp, SVE_VL_BYTES);
+    rev_regs(s->p[pd.num], s->p[pn.num], pd.qual);
     return RC_DONE;
 }
 
@@ -326,15 +313,9 @@ aarch64_decode_rc sve_punpkhi_pp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg p
     return RC_DONE;
 }
 
-aarch64_decode_rc sve_zip1_ppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pn, aarch64_p_reg pm) {
-    return permute_ppp<ZIP1>(s, pd, pn, pm);
-}
-aarch64_decode_rc sve_zip2_ppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pn, aarch64_p_reg pm) {
-    return permute_ppp<ZIP2>(s, pd, pn, pm);
-}
-aarch64_decode_rc sve_uzp1_ppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pn, aarch64_p_reg pm) {
-    return permute_ppp<UZP1>(s, pd, pn, pm);
-}
+PCORE_PERMUTE_OP(sve_zip1_ppp, aarch64_p_reg, p, ZIP1)
+PCORE_PERMUTE_OP(sve_zip2_ppp, aarch64_p_reg, p, ZIP2)
+PCORE_PERMUTE_OP(sve_uzp1_ppp, aarch64_p_reg, p, UZP1)
 
 // ---------------------------------------------------------------------------------------------
 // Generic functions.

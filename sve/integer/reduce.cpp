@@ -130,30 +130,18 @@ uint64_t last_spec(bool conditional, cpu_state* s, uint64_t fallback, aarch64_p_
 
 // ---------------------------------------------------------------------------------------------
 // Specialised operations.
-aarch64_decode_rc sve_uaddv_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn) {
-    return reduce_vpz<r_add, false>(s, vd, pg, zn);
-}
-aarch64_decode_rc sve_smaxv_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn) {
-    return reduce_vpz<r_max, true>(s, vd, pg, zn);
-}
-aarch64_decode_rc sve_umaxv_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn) {
-    return reduce_vpz<r_max, false>(s, vd, pg, zn);
-}
-aarch64_decode_rc sve_sminv_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn) {
-    return reduce_vpz<r_min, true>(s, vd, pg, zn);
-}
-aarch64_decode_rc sve_uminv_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn) {
-    return reduce_vpz<r_min, false>(s, vd, pg, zn);
-}
-aarch64_decode_rc sve_andv_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn) {
-    return reduce_vpz<r_and, false>(s, vd, pg, zn);
-}
-aarch64_decode_rc sve_orv_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn) {
-    return reduce_vpz<r_or, false>(s, vd, pg, zn);
-}
-aarch64_decode_rc sve_eorv_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn) {
-    return reduce_vpz<r_eor, false>(s, vd, pg, zn);
-}
+#define PRED_DEF_REDUCE_VPZ(op, Op, Signed)                                                        \
+    aarch64_decode_rc sve_##op##_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn) { \
+        return reduce_vpz<Op, Signed>(s, vd, pg, zn);                                              \
+    }
+PRED_DEF_REDUCE_VPZ(uaddv, r_add, false)
+PRED_DEF_REDUCE_VPZ(smaxv, r_max, true)
+PRED_DEF_REDUCE_VPZ(umaxv, r_max, false)
+PRED_DEF_REDUCE_VPZ(sminv, r_min, true)
+PRED_DEF_REDUCE_VPZ(uminv, r_min, false)
+PRED_DEF_REDUCE_VPZ(andv, r_and, false)
+PRED_DEF_REDUCE_VPZ(orv, r_or, false)
+PRED_DEF_REDUCE_VPZ(eorv, r_eor, false)
 
 aarch64_decode_rc sve_lastb_rpz(cpu_state* s, aarch64_i_reg rd, aarch64_p_reg pg, aarch64_z_reg zn) {
     write_xzr(s, rd, last_spec(false, s, 0, pg, zn));
