@@ -114,6 +114,9 @@ TEST(Permute, SpliceAndCompact) {
     exec(s, 0x05a18861);
     uint32_t want[20] = {501, 505, 519};
     for (int e = 0; e < 20; e++) ASSERT_EQ(zelem<uint32_t>(s, 1, e), want[e]) << e;
+    std::memset(s.p[2], 1, SVE_VL_BYTES);
+    exec(s, 0x05a18861);  // all active: a copy
+    for (int e = 0; e < 20; e++) ASSERT_EQ(zelem<uint32_t>(s, 1, e), 500u + e) << e;
 }
 
 TEST(Permute, InsertFromGeneralRegister) {
