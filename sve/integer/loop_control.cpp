@@ -101,7 +101,7 @@ aarch64_decode_rc incdec_zii(cpu_state* s, aarch64_z_reg zdn, unsigned pattern, 
 }
 
 // Number of elements of size code s with bit 0 set in both 80-byte predicates.
-uint32_t spec_count(const uint8_t* a, const uint8_t* b, uint32_t s) {
+uint32_t count_80(const uint8_t* a, const uint8_t* b, uint32_t s) {
     uint32_t k = 0;
     for (int i = 0; i < SVE_VL_BYTES; i += 1 << s) k += a[i] & b[i] & 1;
     return k;
@@ -152,12 +152,12 @@ aarch64_decode_rc sve_uqdecb_rii(cpu_state* s, aarch64_i_reg rdn, unsigned patte
 }
 
 aarch64_decode_rc sve_cntp_rpp(cpu_state* s, aarch64_i_reg rd, aarch64_p_reg pg, aarch64_p_reg pn) {
-    write_xzr(s, rd, spec_count(s->p[pg.num], s->p[pn.num], pn.qual));
+    write_xzr(s, rd, count_80(s->p[pg.num], s->p[pn.num], pn.qual));
     return RC_DONE;
 }
 
 aarch64_decode_rc sve_incp_rp(cpu_state* s, aarch64_i_reg rdn, aarch64_p_reg pm) {
-    write_xzr(s, rdn, read_xzr(s, rdn) + spec_count(s->p[pm.num], s->p[pm.num], pm.qual));
+    write_xzr(s, rdn, read_xzr(s, rdn) + count_80(s->p[pm.num], s->p[pm.num], pm.qual));
     return RC_DONE;
 }
 

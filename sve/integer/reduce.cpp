@@ -72,11 +72,11 @@ int pick(bool after, bool conditional, int last, uint32_t n) {
 }
 
 template <class T>
-auto spec_active(const uint8_t* p) {
+auto byte_active(const uint8_t* p) {
     return [p](uint32_t e) { return (p[e * sizeof(T)] & 1) != 0; };
 }
 template <class T>
-auto gen_active(const PredV& pg) {
+auto bit_active(const PredV& pg) {
     return [&pg](uint32_t e) { return pred_active(pg, e, sizeof(T) * 8); };
 }
 
@@ -85,7 +85,7 @@ template <class Op, bool Signed>
 aarch64_decode_rc reduce_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn) {
     dispatch_unsigned(zn.qual, [&](auto u) {
         typedef std::conditional_t<Signed, std::make_signed_t<decltype(u)>, decltype(u)> T;
-        uint64_t v = reduce_core<Op, T>(s->z[zn.num], SVE_VL_BYTES / sizeof(T), spec_active<T>(s->p[pg.num]));
+        uint64_t v = reduce_core<Op, T>(s->z[zn.num], SVE_VL_BYTES / sizeof(T), byte_active<T>(s->p[pg.num]));
         store_scalar(s, vd, v, Op::wide ? 8 : sizeof(T));
     });
     return RC_DONE;
@@ -93,14 +93,14 @@ aarch64_decode_rc reduce_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch6
 
 template <class Op, class T>
 uint64_t reduce_gen(const PredV& pg, const VecV& zn, const CpuContext* c) {
-    return reduce_core<Op, T>(zn.b, elem_count(c, sizeof(T) * 8), gen_active<T>(pg));
+    return reduce_core<Op, T>(zn.b, elem_count(c, sizeof(T) * 8), bit_active<T>(pg));
 }
 
 // Scalar extraction; `fallback` is used by the conditional forms, cut to the element's width.
 template <class T>
 uint64_t last_gen(bool after, bool conditional, const PredV& pg, uint64_t fallback, const VecV& zn, const CpuContext* c) {
     uint32_t n = elem_count(c, sizeof(T) * 8);
-    int e = pick(after, conditional, last_active(n, gen_active<T>(pg)), n);
+    int e = pick(after, conditional, last_active(n, bit_active<T>(pg)), n);
     return e < 0 ? uint64_t(T(fallback)) : uint64_t(vget<T>(zn, e));
 }
 
@@ -108,7 +108,7 @@ uint64_t last_gen(bool after, bool conditional, const PredV& pg, uint64_t fallba
 template <class T>
 VecV vlast_gen(bool after, const PredV& pg, const VecV& zdn, const VecV& zm, const CpuContext* c) {
     uint32_t n = elem_count(c, sizeof(T) * 8);
-    int e = pick(after, true, last_active(n, gen_active<T>(pg)), n);
+    int e = pick(after, true, last_active(n, bit_active<T>(pg)), n);
     if (e < 0) return zdn;
     VecV r;
     T v = vget<T>(zm, e);
@@ -117,11 +117,11 @@ VecV vlast_gen(bool after, const PredV& pg, const VecV& zdn, const VecV& zm, con
 }
 
 // Specialised lastb / clastb at the element size of Zn.
-uint64_t last_spec(bool conditional, cpu_state* s, uint64_t fallback, aarch64_p_reg pg, aarch64_z_reg zn) {
+uint64_t last_80(bool conditional, cpu_state* s, uint64_t fallback, aarch64_p_reg pg, aarch64_z_reg zn) {
     return dispatch_unsigned(zn.qual, [&](auto u) {
         typedef decltype(u) T;
         const uint32_t n = SVE_VL_BYTES / sizeof(T);
-        int e = pick(false, conditional, last_active(n, spec_active<T>(s->p[pg.num])), n);
+        int e = pick(false, conditional, last_active(n, byte_active<T>(s->p[pg.num])), n);
         return e < 0 ? uint64_t(T(fallback)) : uint64_t(ld<T>(s->z[zn.num], e));
     });
 }
@@ -144,15 +144,15 @@ PRED_DEF_REDUCE_VPZ(orv, r_or, false)
 PRED_DEF_REDUCE_VPZ(eorv, r_eor, false)
 
 aarch64_decode_rc sve_lastb_rpz(cpu_state* s, aarch64_i_reg rd, aarch64_p_reg pg, aarch64_z_reg zn) {
-    write_xzr(s, rd, last_spec(false, s, 0, pg, zn));
+    write_xzr(s, rd, last_80(false, s, 0, pg, zn));
     return RC_DONE;
 }
 aarch64_decode_rc sve_clastb_rpz(cpu_state* s, aarch64_i_reg rdn, aarch64_p_reg pg, aarch64_z_reg zn) {
-    write_xzr(s, rdn, last_spec(true, s, read_xzr(s, rdn), pg, zn));
+    write_xzr(s, rdn, last_80(true, s, read_xzr(s, rdn), pg, zn));
     return RC_DONE;
 }
 aarch64_decode_rc sve_lastb_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn) {
-    store_scalar(s, vd, last_spec(false, s, 0, pg, zn), 1u << zn.qual);
+    store_scalar(s, vd, last_80(false, s, 0, pg, zn), 1u << zn.qual);
     return RC_DONE;
 }
 
