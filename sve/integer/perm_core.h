@@ -117,6 +117,10 @@ inline void fill_first(uint8_t* p, uint32_t count, uint32_t s) {
 // The same as a packed predicate of the context's length, elements of `bits` bits.
 inline PredV pred_first(uint32_t count, uint32_t bits) {
     PredV p = {{0, 0, 0, 0}};
+    if (bits == 8) {  // whole words of lanes
+        for (uint32_t i = 0; i < 4 && count > 64 * i; i++) p.w[i] = count - 64 * i >= 64 ? ~0ull : (1ull << (count - 64 * i)) - 1;
+        return p;
+    }
     for (uint32_t e = 0; e < count; e++) pred_set(p, e, bits, true);
     return p;
 }
