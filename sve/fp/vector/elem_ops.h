@@ -8,7 +8,8 @@
 
 #include <type_traits>
 
-#include "sve/fp/vector/fp_step.h"
+#include "sve/core/generic.h"
+#include "sve/fp/lib/fplib.h"
 #include "sve/fp/vector/host_fp.h"
 
 #if defined(__aarch64__)
@@ -21,9 +22,9 @@
 template <class OP, class... A>
 inline auto gen_eval(uint32_t fpcr, uint32_t& fpsr, A... a) {
     if constexpr (OP::flags) {
-        return fp_step(fpcr, fpsr, [&](FPSCR& w) { return OP::lib(w, a...); });
+        return fp_element(fpsr, fpcr, [&](FPSCR& w) { return OP::lib(w, a...); });
     } else {
-        FPSCR w = fpscr_of(fpcr & FPCR_CTX_MASK);
+        FPSCR w = fpcr & FPSCR_CONTROL_MASK;
         return OP::lib(w, a...);
     }
 }
@@ -158,7 +159,7 @@ template <int RM, bool EXACT>
 struct RoundInt {
     static constexpr bool flags = true;
     template <class T> static T lib(FPSCR& f, T a) {
-        FPRounding r = RM < 0 ? fp_rmode(fpscr_word(f)) : FPRounding(RM);
+        FPRounding r = RM < 0 ? FPRoundingMode(f) : FPRounding(RM);
         return FPRoundInt<T>(a, r, EXACT, f);
     }
     FPV_HOST(template <class T> static T host(T a) {
@@ -173,9 +174,8 @@ template <class S, class D, int RM = -1>
 struct Convert {
     static constexpr bool flags = true;
     static D lib(FPSCR& f, S a) {
-        uint32_t w = fpscr_word(f) & ~(FPCR_AHP | FPCR_FZ16);
-        f = fpscr_of(w);
-        return FPConvert<S, D>(a, RM < 0 ? fp_rmode(w) : FPRounding(RM), f);
+        f &= ~(FPSCR_AHP | FPSCR_FZ16);
+        return FPConvert<S, D>(a, RM < 0 ? FPRoundingMode(f) : FPRounding(RM), f);
     }
     FPV_HOST(static D host(S a) {
         if constexpr (sizeof(S) == 4) return host_fp::fcvt_s2d(a);
@@ -190,7 +190,7 @@ struct FromInt {
     static constexpr bool U = I(-1) > I(0);
     static D lib(FPSCR& f, I a) {
         uint64_t v = U ? uint64_t(a) : uint64_t(int64_t(a));
-        return fplibFixedToFP<D>(v, 0, U, fp_rmode(fpscr_word(f)), f);
+        return fplibFixedToFP<D>(v, 0, U, FPRoundingMode(f), f);
     }
     FPV_HOST(static D host(I a) { return host_fp::int_to_fp<D, U>(a); })
 };
