@@ -2,7 +2,6 @@
 // the generic element loops of every width, and the specialised single and double operations.
 #include "sve/fp/vector/ops.h"
 
-#if __has_include("sve/fp/lib/fplib.h")
 #include "sve/fp/vector/loops.h"
 
 namespace {
@@ -270,4 +269,3 @@ FPV_S_CMP0(sve_fcmgt_ppz, fpv::Cmp<fpv::CMP_GT>, false)
 FPV_S_CMP0(sve_fcmle_ppz, fpv::Cmp<fpv::CMP_GE>, true)
 FPV_S_CMP0(sve_fcmlt_ppz, fpv::Cmp<fpv::CMP_GT>, true)
 
-#endif

@@ -3,7 +3,6 @@
 // indexed forms pick their Zm element within each 128-bit segment.
 #include "sve/fp/vector/ops.h"
 
-#if __has_include("sve/fp/lib/fplib.h")
 #include "sve/fp/vector/loops.h"
 
 namespace {
@@ -118,4 +117,3 @@ VecV VecF32FCMLAVVVIX(VecV zn, VecV zm, VecV zda, uint64_t rot, uint64_t index, 
     return g_fcmla_ix<uint32_t>(zn, zm, zda, rot, index, c);
 }
 
-#endif

@@ -13,7 +13,6 @@ aarch64_sve_fp_dup_imm fpf::fp_expand_imm8(uint32_t imm8) {
     return {h, s, d};
 }
 
-#if __has_include("sve/fp/lib/fplib.h")
 #include "sve/fp/vector/loops.h"
 
 namespace {
@@ -56,4 +55,3 @@ FPV_MISC(F16, uint16_t)
 FPV_MISC(F32, uint32_t)
 FPV_MISC(D64, uint64_t)
 
-#endif

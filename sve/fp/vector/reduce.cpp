@@ -2,7 +2,6 @@
 // work area padded to a power of two with the operation's identity, and the ordered FADDA.
 #include "sve/fp/vector/ops.h"
 
-#if __has_include("sve/fp/lib/fplib.h")
 #include "sve/fp/vector/loops.h"
 
 namespace {
@@ -92,4 +91,3 @@ FPV_REDUCE(F16, uint16_t)
 FPV_REDUCE(F32, uint32_t)
 FPV_REDUCE(D64, uint64_t)
 
-#endif
