@@ -19,6 +19,21 @@ inline const sve_row_info* row_named(const std::string& name) {
 // Operand fields of a word.
 inline uint32_t fld(uint32_t v, int lo) { return v << lo; }
 
+// Runs a handler as the client does: on AArch64 the specialised tier computes under the hardware
+// FPCR, which the running application keeps equal to the record's fpcr; the test sets it so.
+inline aarch64_decode_rc run_handler(sve_handler_t h, cpu_state& s, uint32_t w) {
+#if defined(__aarch64__)
+    uint64_t saved;
+    __asm__ volatile("mrs %0, fpcr" : "=r"(saved));
+    __asm__ volatile("msr fpcr, %0" : : "r"(uint64_t(s.fpcr)) : "memory");
+    aarch64_decode_rc rc = h(&s, w);
+    __asm__ volatile("msr fpcr, %0" : : "r"(saved) : "memory");
+    return rc;
+#else
+    return h(&s, w);
+#endif
+}
+
 // Runs the row's handler (tier as the table says) on a word made of `fields`.
 inline aarch64_decode_rc run_row(const char* name, cpu_state& s, uint32_t fields) {
     const sve_row_info* r = row_named(name);
@@ -26,7 +41,7 @@ inline aarch64_decode_rc run_row(const char* name, cpu_state& s, uint32_t fields
     if (!r) return RC_UNIMPLEMENTED;
     uint32_t w = sve_row_word(*r, fields);
     EXPECT_EQ(get_sve_handler(w), r->handler) << name << " word " << std::hex << w;
-    return r->handler(&s, w);
+    return run_handler(r->handler, s, w);
 }
 
 template <class T>
