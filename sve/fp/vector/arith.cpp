@@ -173,60 +173,33 @@ aarch64_decode_rc s_cmp0(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch
 #include "sve/fp/vector/fp_functions.inc"
 
 // ---- specialised operations ----
-#define FPV_S_ZPZ(name, OP) \
-    aarch64_decode_rc name(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) { return s_bin_m<OP>(s, zdn, pg, zm); }
-FPV_S_ZPZ(sve_fadd_zpz, fpv::Add)
-FPV_S_ZPZ(sve_fsub_zpz, fpv::Sub)
-FPV_S_ZPZ(sve_fsubr_zpz, fpv::SubR)
-FPV_S_ZPZ(sve_fmul_zpz, fpv::Mul)
-FPV_S_ZPZ(sve_fdiv_zpz, fpv::Div)
-FPV_S_ZPZ(sve_fdivr_zpz, fpv::DivR)
-FPV_S_ZPZ(sve_fmax_zpz, fpv::Max)
-FPV_S_ZPZ(sve_fmaxnm_zpz, fpv::MaxNum)
-FPV_S_ZPZ(sve_fminnm_zpz, fpv::MinNum)
-
-#define FPV_S_ZZZ(name, OP) \
-    aarch64_decode_rc name(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) { return s_bin_x<OP>(s, zd, zn, zm); }
-FPV_S_ZZZ(sve_fadd_zzz, fpv::Add)
-FPV_S_ZZZ(sve_fsub_zzz, fpv::Sub)
-FPV_S_ZZZ(sve_fmul_zzz, fpv::Mul)
-FPV_S_ZZZ(sve_frecps_zzz, fpv::RecpS)
-
-#define FPV_S_ZPI(name, OP, KIND)                                                                       \
+#define FPV_S_ZPZ(name, ...) \
+    aarch64_decode_rc name(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) { return s_bin_m<__VA_ARGS__>(s, zdn, pg, zm); }
+#define FPV_S_ZZZ(name, ...) \
+    aarch64_decode_rc name(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) { return s_bin_x<__VA_ARGS__>(s, zd, zn, zm); }
+#define FPV_S_ZPI(name, KIND, ...)                                                                       \
     aarch64_decode_rc name(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_sve_fp_arith_imm i) { \
-        return s_imm_m<OP, KIND>(s, zdn, pg, i);                                                         \
+        return s_imm_m<__VA_ARGS__, KIND>(s, zdn, pg, i);                                                 \
     }
-FPV_S_ZPI(sve_fadd_zpi, fpv::Add, 0)
-FPV_S_ZPI(sve_fsub_zpi, fpv::Sub, 0)
-FPV_S_ZPI(sve_fsubr_zpi, fpv::SubR, 0)
-FPV_S_ZPI(sve_fmul_zpi, fpv::Mul, 1)
-
 #define FPV_S_UN(name, ...) \
     aarch64_decode_rc name(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) { return s_un_m<__VA_ARGS__>(s, zd, pg, zn); }
-FPV_S_UN(sve_fabs_zpz, fpv::Abs)
-FPV_S_UN(sve_fneg_zpz, fpv::Neg)
-FPV_S_UN(sve_fsqrt_zpz, fpv::Sqrt)
-FPV_S_UN(sve_frinta_zpz, fpv::RoundInt<4, false>)
-
 #define FPV_S_CVT(name, C, S, D, ...)                                                         \
     aarch64_decode_rc name(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) { \
         return s_un_m_t<C, S, D, __VA_ARGS__>(s, zd, pg, zn);                                    \
     }
-FPV_S_CVT(sve_fcvt_s2d_zpz, uint64_t, uint32_t, uint64_t, fpv::Convert<uint32_t, uint64_t>)
-FPV_S_CVT(sve_fcvt_d2s_zpz, uint64_t, uint64_t, uint32_t, fpv::Convert<uint64_t, uint32_t>)
-FPV_S_CVT(sve_scvtf_s2s_zpz, uint32_t, int32_t, uint32_t, fpv::FromInt<int32_t, uint32_t>)
-FPV_S_CVT(sve_ucvtf_s2s_zpz, uint32_t, uint32_t, uint32_t, fpv::FromInt<uint32_t, uint32_t>)
-FPV_S_CVT(sve_scvtf_d2s_zpz, uint64_t, int64_t, uint32_t, fpv::FromInt<int64_t, uint32_t>)
-FPV_S_CVT(sve_scvtf_s2d_zpz, uint64_t, int32_t, uint64_t, fpv::FromInt<int32_t, uint64_t>)
-FPV_S_CVT(sve_ucvtf_s2d_zpz, uint64_t, uint32_t, uint64_t, fpv::FromInt<uint32_t, uint64_t>)
-FPV_S_CVT(sve_scvtf_d2d_zpz, uint64_t, int64_t, uint64_t, fpv::FromInt<int64_t, uint64_t>)
-FPV_S_CVT(sve_ucvtf_d2d_zpz, uint64_t, uint64_t, uint64_t, fpv::FromInt<uint64_t, uint64_t>)
-FPV_S_CVT(sve_fcvtzs_s2s_zpz, uint32_t, uint32_t, int32_t, fpv::ToInt<uint32_t, int32_t>)
-FPV_S_CVT(sve_fcvtzs_s2d_zpz, uint64_t, uint32_t, int64_t, fpv::ToInt<uint32_t, int64_t>)
-FPV_S_CVT(sve_fcvtzs_d2s_zpz, uint64_t, uint64_t, int32_t, fpv::ToInt<uint64_t, int32_t>)
-FPV_S_CVT(sve_fcvtzu_d2s_zpz, uint64_t, uint64_t, uint32_t, fpv::ToInt<uint64_t, uint32_t>)
-FPV_S_CVT(sve_fcvtzs_d2d_zpz, uint64_t, uint64_t, int64_t, fpv::ToInt<uint64_t, int64_t>)
-FPV_S_CVT(sve_fcvtzu_d2d_zpz, uint64_t, uint64_t, uint64_t, fpv::ToInt<uint64_t, uint64_t>)
+#define FPV_S_FMA(name, MAD, ...)                                                                                 \
+    aarch64_decode_rc name(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg za, aarch64_z_reg zb) { \
+        return s_fma_m<__VA_ARGS__, MAD>(s, zd, pg, za, zb);                                                      \
+    }
+#define FPV_S_CMP(name, ...)                                                                                     \
+    aarch64_decode_rc name(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_z_reg zm) { \
+        return s_cmp<__VA_ARGS__>(s, pd, pg, zn, zm);                                                            \
+    }
+#define FPV_S_CMP0(name, SWAP, ...)                                                                \
+    aarch64_decode_rc name(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_z_reg zn) { \
+        return s_cmp0<__VA_ARGS__, SWAP>(s, pd, pg, zn);                                           \
+    }
+#include "sve/fp/vector/fp_specialised.inc"
 
 aarch64_decode_rc sve_frecpe_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) {
     fp_size_dispatch(zd.qual, [&](auto t) {
@@ -235,37 +208,3 @@ aarch64_decode_rc sve_frecpe_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn
     });
     return RC_DONE;
 }
-
-#define FPV_S_FMA(name, OP, MAD)                                                                                  \
-    aarch64_decode_rc name(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg za, aarch64_z_reg zb) { \
-        return s_fma_m<OP, MAD>(s, zd, pg, za, zb);                                                               \
-    }
-FPV_S_FMA(sve_fmla_zpzz, fpv::FmlaOp, false)
-FPV_S_FMA(sve_fmls_zpzz, fpv::FmlsOp, false)
-FPV_S_FMA(sve_fnmla_zpzz, fpv::FnmlaOp, false)
-FPV_S_FMA(sve_fnmls_zpzz, fpv::FnmlsOp, false)
-FPV_S_FMA(sve_fmad_zpzz, fpv::FmlaOp, true)
-FPV_S_FMA(sve_fmsb_zpzz, fpv::FmlsOp, true)
-FPV_S_FMA(sve_fnmad_zpzz, fpv::FnmlaOp, true)
-FPV_S_FMA(sve_fnmsb_zpzz, fpv::FnmlsOp, true)
-
-#define FPV_S_CMP(name, OP)                                                                                      \
-    aarch64_decode_rc name(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_z_reg zm) { \
-        return s_cmp<OP>(s, pd, pg, zn, zm);                                                                     \
-    }
-FPV_S_CMP(sve_fcmeq_ppzz, fpv::Cmp<fpv::CMP_EQ>)
-FPV_S_CMP(sve_fcmne_ppzz, fpv::Cmp<fpv::CMP_NE>)
-FPV_S_CMP(sve_fcmge_ppzz, fpv::Cmp<fpv::CMP_GE>)
-FPV_S_CMP(sve_fcmgt_ppzz, fpv::Cmp<fpv::CMP_GT>)
-FPV_S_CMP(sve_fcmuo_ppzz, fpv::Cmp<fpv::CMP_UN>)
-
-#define FPV_S_CMP0(name, OP, SWAP)                                                                 \
-    aarch64_decode_rc name(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_z_reg zn) { \
-        return s_cmp0<OP, SWAP>(s, pd, pg, zn);                                                    \
-    }
-FPV_S_CMP0(sve_fcmeq_ppz, fpv::Cmp<fpv::CMP_EQ>, false)
-FPV_S_CMP0(sve_fcmge_ppz, fpv::Cmp<fpv::CMP_GE>, false)
-FPV_S_CMP0(sve_fcmgt_ppz, fpv::Cmp<fpv::CMP_GT>, false)
-FPV_S_CMP0(sve_fcmle_ppz, fpv::Cmp<fpv::CMP_GE>, true)
-FPV_S_CMP0(sve_fcmlt_ppz, fpv::Cmp<fpv::CMP_GT>, true)
-

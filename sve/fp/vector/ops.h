@@ -123,42 +123,28 @@ using gf_fp_mul_ix_d = sf::gform<sf::DZ<0>, sf::Z<5>, fpf::ZN<16, 4>, sf::UImm<2
 
 // ---- specialised operations (single and double elements; FDUP also half) ----
 #define FPV_SPEC(name, ...) aarch64_decode_rc name(cpu_state* s, __VA_ARGS__);
-#define FPV_SPEC_ZPZ(name) FPV_SPEC(name, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm)
-#define FPV_SPEC_ZZZ(name) FPV_SPEC(name, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm)
-#define FPV_SPEC_ZPI(name) FPV_SPEC(name, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_sve_fp_arith_imm imm)
-#define FPV_SPEC_UN(name) FPV_SPEC(name, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn)
-#define FPV_SPEC_ZPZZ(name) FPV_SPEC(name, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg za, aarch64_z_reg zb)
-#define FPV_SPEC_PPZZ(name) FPV_SPEC(name, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_z_reg zm)
-#define FPV_SPEC_PPZ(name) FPV_SPEC(name, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_z_reg zn)
-FPV_SPEC_ZPZ(sve_fadd_zpz) FPV_SPEC_ZPZ(sve_fsub_zpz) FPV_SPEC_ZPZ(sve_fsubr_zpz) FPV_SPEC_ZPZ(sve_fmul_zpz)
-FPV_SPEC_ZPZ(sve_fdiv_zpz) FPV_SPEC_ZPZ(sve_fdivr_zpz) FPV_SPEC_ZPZ(sve_fmax_zpz) FPV_SPEC_ZPZ(sve_fmaxnm_zpz)
-FPV_SPEC_ZPZ(sve_fminnm_zpz)
-FPV_SPEC_ZZZ(sve_fadd_zzz) FPV_SPEC_ZZZ(sve_fsub_zzz) FPV_SPEC_ZZZ(sve_fmul_zzz) FPV_SPEC_ZZZ(sve_frecps_zzz)
-FPV_SPEC_ZPI(sve_fadd_zpi) FPV_SPEC_ZPI(sve_fsub_zpi) FPV_SPEC_ZPI(sve_fsubr_zpi) FPV_SPEC_ZPI(sve_fmul_zpi)
-FPV_SPEC_UN(sve_fabs_zpz) FPV_SPEC_UN(sve_fneg_zpz) FPV_SPEC_UN(sve_fsqrt_zpz) FPV_SPEC_UN(sve_frinta_zpz)
-FPV_SPEC_UN(sve_fcvt_s2d_zpz) FPV_SPEC_UN(sve_fcvt_d2s_zpz)
-FPV_SPEC_UN(sve_scvtf_s2s_zpz) FPV_SPEC_UN(sve_ucvtf_s2s_zpz) FPV_SPEC_UN(sve_scvtf_d2s_zpz)
-FPV_SPEC_UN(sve_scvtf_s2d_zpz) FPV_SPEC_UN(sve_ucvtf_s2d_zpz) FPV_SPEC_UN(sve_scvtf_d2d_zpz) FPV_SPEC_UN(sve_ucvtf_d2d_zpz)
-FPV_SPEC_UN(sve_fcvtzs_s2s_zpz) FPV_SPEC_UN(sve_fcvtzs_s2d_zpz) FPV_SPEC_UN(sve_fcvtzs_d2s_zpz)
-FPV_SPEC_UN(sve_fcvtzu_d2s_zpz) FPV_SPEC_UN(sve_fcvtzs_d2d_zpz) FPV_SPEC_UN(sve_fcvtzu_d2d_zpz)
+#define FPV_S_ZPZ(name, ...) FPV_SPEC(name, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm)
+#define FPV_S_ZZZ(name, ...) FPV_SPEC(name, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm)
+#define FPV_S_ZPI(name, ...) FPV_SPEC(name, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_sve_fp_arith_imm imm)
+#define FPV_S_UN(name, ...) FPV_SPEC(name, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn)
+#define FPV_S_CVT(name, ...) FPV_SPEC(name, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn)
+#define FPV_S_FMA(name, ...) FPV_SPEC(name, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg za, aarch64_z_reg zb)
+#define FPV_S_CMP(name, ...) FPV_SPEC(name, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_z_reg zm)
+#define FPV_S_CMP0(name, ...) FPV_SPEC(name, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_z_reg zn)
+#include "sve/fp/vector/fp_specialised.inc"
+#undef FPV_S_ZPZ
+#undef FPV_S_ZZZ
+#undef FPV_S_ZPI
+#undef FPV_S_UN
+#undef FPV_S_CVT
+#undef FPV_S_FMA
+#undef FPV_S_CMP
+#undef FPV_S_CMP0
 FPV_SPEC(sve_frecpe_zz, aarch64_z_reg zd, aarch64_z_reg zn)
-FPV_SPEC_ZPZZ(sve_fmla_zpzz) FPV_SPEC_ZPZZ(sve_fmls_zpzz) FPV_SPEC_ZPZZ(sve_fnmla_zpzz) FPV_SPEC_ZPZZ(sve_fnmls_zpzz)
-FPV_SPEC_ZPZZ(sve_fmad_zpzz) FPV_SPEC_ZPZZ(sve_fmsb_zpzz) FPV_SPEC_ZPZZ(sve_fnmad_zpzz) FPV_SPEC_ZPZZ(sve_fnmsb_zpzz)
-FPV_SPEC_PPZZ(sve_fcmeq_ppzz) FPV_SPEC_PPZZ(sve_fcmne_ppzz) FPV_SPEC_PPZZ(sve_fcmge_ppzz) FPV_SPEC_PPZZ(sve_fcmgt_ppzz)
-FPV_SPEC_PPZZ(sve_fcmuo_ppzz)
-FPV_SPEC_PPZ(sve_fcmeq_ppz) FPV_SPEC_PPZ(sve_fcmge_ppz) FPV_SPEC_PPZ(sve_fcmgt_ppz) FPV_SPEC_PPZ(sve_fcmle_ppz)
-FPV_SPEC_PPZ(sve_fcmlt_ppz)
 FPV_SPEC(sve_fdup_zi, aarch64_z_reg zd, aarch64_sve_fp_dup_imm imm)
 FPV_SPEC(sve_fmaxnmv_vpz, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn)
 FPV_SPEC(sve_fminnmv_vpz, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn)
 FPV_SPEC(sve_fcmla_zpzzr, aarch64_z_reg zda, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_z_reg zm, uint64_t rot)
-#undef FPV_SPEC_ZPZ
-#undef FPV_SPEC_ZZZ
-#undef FPV_SPEC_ZPI
-#undef FPV_SPEC_UN
-#undef FPV_SPEC_ZPZZ
-#undef FPV_SPEC_PPZZ
-#undef FPV_SPEC_PPZ
 #undef FPV_SPEC
 
 // ---- generic functions ----
