@@ -270,7 +270,7 @@ static T fp_muladd(T a, T b, T c, int scale, int mode, int* flags) {
     fp_unpack(&c_sgn, &c_exp, &c_mnt, c, mode, flags);
     T x = fp_process_nans3(a, b, c, mode, flags);
     const bool inf_times_zero =
-        (b_exp == FEMAX<T> && !c_mnt) || (c_exp == FEMAX<T> && !b_mnt);
+        (fp_inf(b_exp, b_mnt) && !c_mnt) || (fp_inf(c_exp, c_mnt) && !b_mnt);
     // A quiet NaN addend does not hide the invalid product.
     if (fp_is_qnan(a) && inf_times_zero) {
         *flags |= FPLIB_IOC;
