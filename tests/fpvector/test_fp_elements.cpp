@@ -1,6 +1,7 @@
 // Element results and flags of the vector floating-point rows, from the words through the
-// handlers. Expected values are IEEE 754 results worked out by hand and the architecture's rules
-// for NaNs, flushing, compares and conversions; each case says where its value comes from.
+// handlers: which library operation each row reaches, operand order, negations, immediates,
+// containers, and which FPCR bits a row sees. The library's own arithmetic is tested with the
+// library. Expected values are IEEE 754 results worked out by hand and the architecture's rules.
 #include <gtest/gtest.h>
 
 #include "tests/fpvector/fp_util.h"
@@ -101,57 +102,25 @@ TEST(FpElements, Arithmetic) {
         // 1 + 2^-24 is a tie between 1 and 1 + 2^-23: to even gives 1, upwards 1 + 2^-23.
         {"VecF32AddVVM", V2, 4, 0, S1, 0x33800000, 0, 0, S1, F_IXC},
         {"VecF32AddVVM", V2, 4, rmode(1), S1, 0x33800000, 0, 0, 0x3F800001, F_IXC},
-        {"VecD64AddVVM", V2, 8, rmode(1), D1, 0x3CA0000000000000ull, 0, 0, D1 + 1, F_IXC},
-        {"VecF16AddVVM", V2, 2, rmode(1), H1, 0x1000, 0, 0, H1 + 1, F_IXC},
-        // inf - inf is invalid: default NaN.
-        {"VecD64AddVVM", V2, 8, 0, DINF, DINF | (1ull << 63), 0, 0, DQNAN, F_IOC},
-        // A flushed denormal added to 1.0 leaves 1.0 exactly: IDC, no IXC.
-        {"VecF32AddVVM", V2, 4, C_FZ, 0x00000001, S1, 0, 0, S1, F_IDC},
-        {"VecF32SubVVM", V2, 4, 0, S1, S3, 0, 0, 0xC0000000, 0},
         {"VecF32SubRVVM", V2, 4, 0, S1, S3, 0, 0, S2, 0},
         {"VecD64SubRVVM", V2, 8, 0, D1, 0x4008000000000000ull, 0, 0, 0x4000000000000000ull, 0},
-        // x - x is +0, but -0 when rounding towards minus infinity.
-        {"VecF32SubVVM", V2, 4, rmode(2), S3, S3, 0, 0, SNEG0, 0},
-        {"VecF32MulVVM", V2, 4, 0, S3, SHALF, 0, 0, 0x3FC00000, 0},
-        {"VecF32MulVVM", V2, 4, 0, SINF, 0, 0, 0, SQNAN, F_IOC},
         // FMULX: infinity times zero is 2.0 with the product's sign, no flag.
         {"VecF32MulXVVM", V2, 4, 0, SINF | 0x80000000, 0, 0, 0, 0xC0000000, 0},
-        {"VecF16MulXVVM", V2, 2, 0, HINF, 0, 0, 0, H2, 0},
-        {"VecF32DivVVM", V2, 4, 0, S1, 0, 0, 0, SINF, F_DZC},
-        {"VecF32DivVVM", V2, 4, 0, 0, 0, 0, 0, SQNAN, F_IOC},
-        {"VecF32DivVVM", V2, 4, 0, SINF, 0, 0, 0, SINF, 0},
         {"VecF32DivRVVM", V2, 4, 0, S2, S1, 0, 0, SHALF, 0},
-        {"VecD64DivVVM", V2, 8, 0, D1, 0x4008000000000000ull, 0, 0, 0x3FD5555555555555ull, F_IXC},
         // FABD: |NaN| keeps the payload of the first NaN, sign cleared; 1 - 1 towards -inf is -0, |-0| = +0.
         {"VecF32AbdVVM", V2, 4, 0, 0xFFC00001, 0xFFC00002, 0, 0, 0x7FC00001, 0},
         {"VecF32AbdVVM", V2, 4, rmode(2), S1, S1, 0, 0, 0, 0},
-        {"VecF32AbdVVM", V2, 4, 0, S1, S3, 0, 0, S2, 0},
-        // Max / min: NaN propagation, signed zeros, number preference, flushing.
+        // Max / min: NaN propagation, signed zeros, number preference.
         {"VecF32MaxVVM", V2, 4, 0, 0x7FC00005, S1, 0, 0, 0x7FC00005, 0},
-        {"VecF32MaxVVM", V2, 4, C_DN, 0x7FC00005, S1, 0, 0, SQNAN, 0},
-        {"VecF32MaxVVM", V2, 4, 0, 0x7F800005, S1, 0, 0, 0x7FC00005, F_IOC},
-        {"VecF32MaxVVM", V2, 4, 0, SNEG0, 0, 0, 0, 0, 0},
         {"VecF32MinVVM", V2, 4, 0, 0, SNEG0, 0, 0, SNEG0, 0},
-        {"VecD64MinVVM", V2, 8, 0, D1, 0x4000000000000000ull, 0, 0, D1, 0},
-        {"VecF32MaxVVM", V2, 4, C_FZ, 0x00000001, 0, 0, 0, 0, F_IDC},
-        {"VecF32MaxVVM", V2, 4, 0, 0x00000001, 0, 0, 0, 0x00000001, 0},
         {"VecF32MaxNumVVM", V2, 4, 0, 0x7FC00005, S1, 0, 0, S1, 0},
-        {"VecF32MinNumVVM", V2, 4, 0, 0x7FC00005, SINF, 0, 0, SINF, 0},
-        {"VecF32MaxNumVVM", V2, 4, 0, 0x7FC00005, 0x7F800003, 0, 0, 0x7FC00003, F_IOC},
-        {"VecF16MinNumVVM", V2, 2, 0, 0x7E01, H2, 0, 0, H2, 0},
-        // FSCALE: 1.0 * 2^3; the scale is the integer in Zm.
+        // FSCALE: the scale is the signed integer in Zm.
         {"VecF32ScaleVVM", V2, 4, 0, S1, 3, 0, 0, 0x41000000, 0},
         {"VecD64ScaleVVM", V2, 8, 0, D1, uint64_t(-2), 0, 0, 0x3FD0000000000000ull, 0},
-        {"VecF16ScaleVVM", V2, 2, 0, H1, 16, 0, 0, HINF, F_OFC | F_IXC},
-        // Unpredicated forms.
         {"VecF32AddVVX", VX, 4, 0, S1, S2, 0, 0, S3, 0},
-        {"VecD64SubVVX", VX, 8, 0, D1, D1, 0, 0, 0, 0},
-        {"VecF16MulVVX", VX, 2, 0, H2, H2, 0, 0, 0x4400, 0},
-        // FRECPS: 2 - a*b; infinity times zero gives 2.0 without a flag. FRSQRTS: (3 - a*b) / 2.
+        // FRECPS: 2 - a*b, infinity times zero gives 2.0 without a flag; FRSQRTS: (3 - a*b) / 2.
         {"VecF32RecpSVV", VX, 4, 0, SINF, 0, 0, 0, S2, 0},
-        {"VecF32RecpSVV", VX, 4, 0, S1, SHALF, 0, 0, 0x3FC00000, 0},
         {"VecF32RSqrtSVV", VX, 4, 0, S1, S1, 0, 0, S1, 0},
-        {"VecD64RSqrtSVV", VX, 8, 0, DINF, 0, 0, 0, 0x3FF8000000000000ull, 0},
         // FTSMUL: a*a with the sign of bit 0 of b. FTSSEL: 1.0 when b bit 0, sign flipped by b bit 1.
         {"VecF32TRISMULVV", VX, 4, 0, S3, 1, 0, 0, 0xC1100000, 0},
         {"VecF32TRISSELVV", VX, 4, 0, S3, 3, 0, 0, SM1, 0},
@@ -163,18 +132,12 @@ TEST(FpElements, Arithmetic) {
 TEST(FpElements, Immediates) {
     const elem_case cases[] = {
         // i1 selects 0.5 / 1.0 (add, sub, subr), 0.5 / 2.0 (mul), 0.0 / 1.0 (max, min).
-        {"VecF32AddVIM", VI, 4, 0, S1, 0, 0, 0, 0x3FC00000, 0},
         {"VecF32SubRVIM", VI, 4, 0, 0x3E800000, 0, 0, 1, 0x3F400000, 0},  // 1.0 - 0.25
-        {"VecD64SubVIM", VI, 8, 0, D1, 0, 0, 1, 0, 0},
-        {"VecD64MulVIM", VI, 8, 0, 0x4008000000000000ull, 0, 0, 0, 0x3FF8000000000000ull, 0},
         {"VecF32MulVIM", VI, 4, 0, S3, 0, 0, 1, 0x40C00000, 0},
         {"VecF16SubRVIM", VI, 2, 0, 0x3400, 0, 0, 1, 0x3A00, 0},          // 1.0 - 0.25
         {"VecF16MulVIM", VI, 2, 0, H1, 0, 0, 1, H2, 0},
         {"VecF16AddVIM", VI, 2, C_AHP | C_FZ16, H1, 0, 0, 0, 0x3E00, 0},   // AHP does not reach the immediate
-        {"VecF16MaxVIM", VI, 2, 0, 0xBC00, 0, 0, 0, 0, 0},
-        {"VecF16MinVIM", VI, 2, 0, H2, 0, 0, 1, H1, 0},
         {"VecF32MaxNumVIM", VI, 4, 0, SQNAN, 0, 0, 1, S1, 0},
-        {"VecD64MinNumVIM", VI, 8, 0, DQNAN, 0, 0, 0, 0, 0},
         {"VecD64MaxVIM", VI, 8, 0, 0xBFF0000000000000ull, 0, 0, 0, 0, 0},
     };
     for (const auto& c : cases) check(c);
@@ -186,12 +149,9 @@ TEST(FpElements, Fused) {
     const elem_case cases[] = {
         {"VecF32FMAVVVM", V3, 4, 0, SM1, B, B, 0, 0x3A000400, 0},
         {"VecF32FMSVVVM", V3, 4, 0, S1, B, B, 0, 0xBA000400, 0},
-        {"VecF32FNMSVVVM", V3, 4, 0, S1, B, B, 0, 0x3A000400, 0},
         {"VecF32FNMAVVVM", V3, 4, 0, SM1, B, B, 0, 0xBA000400, 0},
         // FNMLA with Zda = +0, Zn = 1, Zm = 0: -0 + (-1 * 0) = -0.
         {"VecF32FNMAVVVM", V3, 4, 0, 0, S1, 0, 0, SNEG0, 0},
-        {"VecD64FNMAVVVM", V3, 8, 0, 0, D1, 0, 0, 1ull << 63, 0},
-        {"VecF16FNMAVVVM", V3, 2, 0, 0, H1, 0, 0, 0x8000, 0},
         // A NaN multiplicand of a negating form reaches NaN selection negated.
         {"VecF32FMSVVVM", V3, 4, 0, S1, 0x7FC00001, S1, 0, 0xFFC00001, 0},
         // Quiet NaN addend with infinity times zero: default NaN and IOC.
@@ -199,7 +159,6 @@ TEST(FpElements, Fused) {
         // FMAD family: Zdn is the multiplicand, the third register the addend.
         {"VecF32FMADDVVVM", M3, 4, 0, B, B, SM1, 0, 0x3A000400, 0},
         {"VecF32FMSUBVVVM", M3, 4, 0, B, B, S1, 0, 0xBA000400, 0},
-        {"VecF32FNMADDVVVM", M3, 4, 0, B, B, SM1, 0, 0xBA000400, 0},
         {"VecD64FNMSUBVVVM", M3, 8, 0, D1, 0x4000000000000000ull, D1, 0, D1, 0},
         {"VecF16FMADDVVVM", M3, 2, 0, H2, H2, H1, 0, 0x4500, 0},  // 1 + 2*2 = 5
     };
@@ -211,35 +170,18 @@ TEST(FpElements, Compares) {
         // Quiet compares (EQ, NE, UO) signal only on signalling NaNs; GE, GT signal on any NaN.
         {"VecF32CmpGEVVZ", C2, 4, 0, SQNAN, S1, 0, 0, 0, F_IOC},
         {"VecF32CmpEQVVZ", C2, 4, 0, SQNAN, S1, 0, 0, 0, 0},
-        {"VecF32CmpEQVVZ", C2, 4, 0, 0x7F800001, S1, 0, 0, 0, F_IOC},
         {"VecF32CmpNEVVZ", C2, 4, 0, SQNAN, S1, 0, 0, 1, 0},
-        {"VecF32CmpUNVVZ", C2, 4, 0, S1, SQNAN, 0, 0, 1, 0},
-        {"VecD64CmpUNVVZ", C2, 8, 0, D1, D1, 0, 0, 0, 0},
         {"VecF32CmpEQVVZ", C2, 4, 0, 0, SNEG0, 0, 0, 1, 0},
-        {"VecF32CmpGTVVZ", C2, 4, 0, 0, SNEG0, 0, 0, 0, 0},
-        {"VecF32CmpGEVVZ", C2, 4, 0, SNEG0, 0, 0, 0, 1, 0},
-        {"VecD64CmpGTVVZ", C2, 8, 0, 0x4000000000000000ull, D1, 0, 0, 1, 0},
         {"VecF16CmpGTVVZ", C2, 2, 0, H1, H2, 0, 0, 0, 0},
-        {"VecF16CmpNEVVZ", C2, 2, 0, 0x7E00, 0x7E00, 0, 0, 1, 0},
         // FACGE, FACGT compare magnitudes.
         {"VecF32AcGTVVZ", C2, 4, 0, 0xC0000000, S1, 0, 0, 1, 0},
-        {"VecF32AcGEVVZ", C2, 4, 0, SM1, S1, 0, 0, 1, 0},
-        {"VecD64AcGTVVZ", C2, 8, 0, D1, 0xBFF0000000000000ull, 0, 0, 0, 0},
         {"VecF16AcGEVVZ", C2, 2, 0, 0x7E00, H1, 0, 0, 0, F_IOC},
         // With #0.0; LE and LT compare +0 with Zn, so a NaN gives false and IOC.
         {"VecF32CmpLEV0Z", C0, 4, 0, SQNAN, 0, 0, 0, 0, F_IOC},
-        {"VecF32CmpLEV0Z", C0, 4, 0, SNEG0, 0, 0, 0, 1, 0},
-        {"VecF32CmpLTV0Z", C0, 4, 0, SM1, 0, 0, 0, 1, 0},
         {"VecD64CmpLTV0Z", C0, 8, 0, D1, 0, 0, 0, 0, 0},
-        {"VecF32CmpGTV0Z", C0, 4, 0, 0x00000001, 0, 0, 0, 1, 0},
         {"VecF32CmpGTV0Z", C0, 4, C_FZ, 0x00000001, 0, 0, 0, 0, F_IDC},
-        {"VecF32CmpEQV0Z", C0, 4, 0, SNEG0, 0, 0, 0, 1, 0},
         {"VecF32CmpNEV0Z", C0, 4, 0, SQNAN, 0, 0, 0, 1, 0},
-        {"VecD64CmpNEV0Z", C0, 8, 0, 0, 0, 0, 0, 0, 0},
-        {"VecD64CmpGEV0Z", C0, 8, 0, DQNAN, 0, 0, 0, 0, F_IOC},
         {"VecF16CmpGEV0Z", C0, 2, C_FZ16, 0x0001, 0, 0, 0, 1, 0},  // flushed to zero: 0 >= 0, no IDC for half
-        {"VecF16CmpGTV0Z", C0, 2, C_FZ16, 0x0001, 0, 0, 0, 0, 0},
-        {"VecF16CmpLTV0Z", C0, 2, 0, 0x8001, 0, 0, 0, 1, 0},
     };
     for (const auto& c : cases) check(c);
 }
@@ -248,43 +190,24 @@ TEST(FpElements, UnaryRoundingAndEstimates) {
     const elem_case cases[] = {
         {"VecF32AbsVM", V1, 4, 0, 0xFF800001, 0, 0, 0, 0x7F800001, 0},  // no quieting, no flag
         {"VecD64NegVM", V1, 8, 0, DQNAN, 0, 0, 0, DQNAN | (1ull << 63), 0},
-        {"VecF16NegVM", V1, 2, 0, 0x7C01, 0, 0, 0, 0xFC01, 0},
         {"VecF32SqrtVM", V1, 4, 0, 0x40800000, 0, 0, 0, S2, 0},
-        {"VecF32SqrtVM", V1, 4, 0, SM1, 0, 0, 0, SQNAN, F_IOC},
-        {"VecD64SqrtVM", V1, 8, 0, 1ull << 63, 0, 0, 0, 1ull << 63, 0},
-        {"VecF16SqrtVM", V1, 2, 0, 0x4400, 0, 0, 0, H2, 0},
         // Ties away from zero, to even, towards the infinities and zero; FRINTX raises IXC, FRINTI not.
         {"VecF32FRIntAVM", V1, 4, 0, 0x40200000, 0, 0, 0, S3, 0},
-        {"VecF32FRIntAVM", V1, 4, 0, 0xC0200000, 0, 0, 0, 0xC0400000, 0},
-        {"VecD64FRIntAVM", V1, 8, 0, 0x4004000000000000ull, 0, 0, 0, 0x4008000000000000ull, 0},
         {"VecF16FRIntAVM", V1, 2, 0, 0x4100, 0, 0, 0, 0x4200, 0},
         {"VecF32FRIntNVM", V1, 4, 0, 0x40200000, 0, 0, 0, S2, 0},
         {"VecF32FRIntPVM", V1, 4, 0, 0xBE99999A, 0, 0, 0, SNEG0, 0},  // -0.3 up: -0
-        {"VecF32FRIntMVM", V1, 4, 0, 0xBF000000, 0, 0, 0, SM1, 0},
         {"VecD64FRIntZVM", V1, 8, 0, 0xC004000000000000ull, 0, 0, 0, 0xC000000000000000ull, 0},
         {"VecF32FRIntXVM", V1, 4, 0, 0x40200000, 0, 0, 0, S2, F_IXC},
         {"VecF32FRIntIVM", V1, 4, 0, 0x40200000, 0, 0, 0, S2, 0},
         {"VecF32FRIntIVM", V1, 4, rmode(1), 0x40200000, 0, 0, 0, S3, 0},
-        {"VecF32FRIntPVM", V1, 4, 0, 0x00000001, 0, 0, 0, S1, 0},        // a denormal up: 1.0
-        {"VecF32FRIntPVM", V1, 4, C_FZ, 0x00000001, 0, 0, 0, 0, F_IDC},  // flushed first
         // FRECPX: exponent field inverted, fraction cleared.
         {"VecF32RecpXVM", V1, 4, 0, S1, 0, 0, 0, S2, 0},
-        {"VecF32RecpXVM", V1, 4, 0, 0x00000005, 0, 0, 0, 0x7F000000, 0},
-        // Estimates of the architecture's tables.
         {"VecF32RecpEV", U1, 4, 0, S1, 0, 0, 0, 0x3F7F8000, 0},
-        {"VecF32RecpEV", U1, 4, 0, SHALF, 0, 0, 0, 0x3FFF8000, 0},
-        {"VecF32RecpEV", U1, 4, 0, 0, 0, 0, 0, SINF, F_DZC},
-        {"VecF32RSqrtEV", U1, 4, 0, S1, 0, 0, 0, 0x3F7F8000, 0},
-        {"VecF32RSqrtEV", U1, 4, 0, S2, 0, 0, 0, 0x3F348000, 0},
         {"VecF32RSqrtEV", U1, 4, 0, 0x40800000, 0, 0, 0, 0x3EFF8000, 0},
-        {"VecF32RSqrtEV", U1, 4, 0, SNEG0, 0, 0, 0, 0xFF800000, F_DZC},
         // FEXPA: exponent from the upper bits, fraction from the table (entry 0 is 0).
         {"VecF32EXPAV", U1, 4, 0, 127u << 6, 0, 0, 0, S1, 0},
-        {"VecF16EXPAV", U1, 2, 0, 15u << 5, 0, 0, 0, H1, 0},
-        {"VecD64EXPAV", U1, 8, 0, 1024ull << 6, 0, 0, 0, 0x4000000000000000ull, 0},
         // FTMAD: coefficient[imm3 (+8 if Zm is negative)] + Zdn * |Zm|.
         {"VecF32TRIMADDVVI", TM, 4, 0, 0, S1, 0, 0, S1, 0},
-        {"VecF32TRIMADDVVI", TM, 4, 0, 0, S1, 0, 1, 0xBE2AAAAB, 0},
         {"VecF32TRIMADDVVI", TM, 4, 0, 0, SM1, 0, 1, 0xBF000000, 0},
         {"VecD64TRIMADDVVI", TM, 8, 0, D1, D1, 0, 0, 0x4000000000000000ull, 0},
     };
@@ -293,62 +216,40 @@ TEST(FpElements, UnaryRoundingAndEstimates) {
 
 TEST(FpElements, Conversions) {
     const elem_case cases[] = {
-        // FCVTZS / FCVTZU saturate with IOC; a NaN gives 0 with IOC.
+        // FCVTZS / FCVTZU round towards zero and saturate with IOC.
         {"VecS32_4FromFVM", V1, 4, 0, 0x4F000000, 0, 0, 0, 0x7FFFFFFF, F_IOC},
-        {"VecS32_4FromFVM", V1, 4, 0, 0xCF000000, 0, 0, 0, 0x80000000, 0},
-        {"VecS32_4FromFVM", V1, 4, 0, SQNAN, 0, 0, 0, 0, F_IOC},
-        {"VecS32_4FromFVM", V1, 4, 0, SINF | 0x80000000, 0, 0, 0, 0x80000000, F_IOC},
         {"VecS32_4FromFVM", V1, 4, 0, 0xC0200000, 0, 0, 0, uint32_t(-2), F_IXC},  // -2.5 towards zero
         {"VecU32_4FromFVM", V1, 4, 0, 0xBF000000, 0, 0, 0, 0, F_IXC},
-        {"VecU32_4FromFVM", V1, 4, 0, SM1, 0, 0, 0, 0, F_IOC},
         {"VecS16_2FromHVM", V1, 2, 0, HMAX, 0, 0, 0, 0x7FFF, F_IOC},
         {"VecU16_2FromHVM", V1, 2, 0, HMAX, 0, 0, 0, 0xFFE0, 0},
-        {"VecS32_4FromHVM", V1, 4, 0, HMAX, 0, 0, 0, 0xFFE0, 0},
         {"VecS32_4FromHVM", V1, 4, 0, 0xBC00, 0, 0, 0, 0xFFFFFFFF, 0},
         {"VecS64_8FromHVM", V1, 8, 0, 0xC000, 0, 0, 0, uint64_t(-2), 0},
-        {"VecU64_8FromHVM", V1, 8, 0, HINF, 0, 0, 0, ~0ull, F_IOC},
         {"VecS64_8FromFVM", V1, 8, 0, 0xDF000000, 0, 0, 0, 1ull << 63, 0},          // -2^63 is exact
-        {"VecU64_8FromFVM", V1, 8, 0, 0x5F800000, 0, 0, 0, ~0ull, F_IOC},           // 2^64 saturates
         // Double to 32 bits: sign-extended (FCVTZS) or zero-extended (FCVTZU) in the container.
         {"VecS64_4FromDVM", V1, 8, 0, 0xBFF0000000000000ull, 0, 0, 0, ~0ull, 0},
         {"VecU64_4FromDVM", V1, 8, 0, 0x41E65A0BC0000000ull, 0, 0, 0, 3000000000ull, 0},
         {"VecS64_4FromDVM", V1, 8, 0, 0x41E0000000000000ull, 0, 0, 0, 0x7FFFFFFF, F_IOC},
-        {"VecS64_8FromDVM", V1, 8, 0, 0x43E0000000000000ull, 0, 0, 0, 0x7FFFFFFFFFFFFFFFull, F_IOC},
         {"VecU64_8FromDVM", V1, 8, 0, 0x43E0000000000000ull, 0, 0, 0, 1ull << 63, 0},
         // SCVTF, UCVTF.
-        {"VecF32FromS4VM", V1, 4, 0, uint32_t(-3), 0, 0, 0, 0xC0400000, 0},
         {"VecF32FromU4VM", V1, 4, 0, 0xFFFFFFFF, 0, 0, 0, 0x4F800000, F_IXC},
-        {"VecF32FromU4VM", V1, 4, rmode(3), 0xFFFFFFFF, 0, 0, 0, 0x4F7FFFFF, F_IXC},
         {"VecD64FromS8VM", V1, 8, 0, 1ull << 63, 0, 0, 0, 0xC3E0000000000000ull, 0},
-        {"VecD64FromS8VM", V1, 8, rmode(2), 0, 0, 0, 0, 0, 0},
-        {"VecD64FromU8VM", V1, 8, 0, ~0ull, 0, 0, 0, 0x43F0000000000000ull, F_IXC},
         {"VecD64FromS4VM", V1, 8, 0, 0xDEADBEEFFFFFFFFEull, 0, 0, 0, 0xC000000000000000ull, 0},  // low word -2
         {"VecD64FromU4VM", V1, 8, 0, 0xDEADBEEFFFFFFFFEull, 0, 0, 0, 0x41EFFFFFFFC00000ull, 0},
         {"VecF64FromS8VM", V1, 8, 0, 1, 0, 0, 0, S1, 0},                          // single in a 64-bit container
         {"VecF64FromU8VM", V1, 8, 0, ~0ull, 0, 0, 0, 0x5F800000, F_IXC},
         {"VecF16FromU8VM", V1, 8, 0, ~0ull, 0, 0, 0, HINF, F_OFC | F_IXC},
-        {"VecF16FromU8VM", V1, 8, rmode(3), ~0ull, 0, 0, 0, HMAX, F_OFC | F_IXC},
-        {"VecF16FromU4VM", V1, 4, 0, 65519, 0, 0, 0, HMAX, F_IXC},
         {"VecF16FromU4VM", V1, 4, 0, 65520, 0, 0, 0, HINF, F_OFC | F_IXC},
         {"VecF16FromS2VM", V1, 2, 0, 0xFFFF, 0, 0, 0, 0xBC00, 0},
-        {"VecF16FromU2VM", V1, 2, 0, 0xFFFF, 0, 0, 0, HINF, F_OFC | F_IXC},
-        {"VecF16FromS8VM", V1, 8, 0, uint64_t(-2048), 0, 0, 0, 0xE800, 0},
-        // FCVT narrowing: overflow to nearest and towards zero, AHP ignored by the vector forms.
+        // FCVT narrowing: RMode applies, AHP and FZ16 do not, FZ does.
         {"VecH32TruncFVM", V1, 4, 0, 0x477FF000, 0, 0, 0, HINF, F_OFC | F_IXC},
         {"VecH32TruncFVM", V1, 4, rmode(3), 0x477FF000, 0, 0, 0, HMAX, F_IXC},
-        {"VecH32TruncFVM", V1, 4, rmode(3), 0x47800000, 0, 0, 0, HMAX, F_OFC | F_IXC},
-        {"VecH32TruncFVM", V1, 4, 0, 0x33000000, 0, 0, 0, 0, F_UFC | F_IXC},     // 2^-25 ties to 0
-        {"VecH32TruncFVM", V1, 4, 0, 0x33800000, 0, 0, 0, 0x0001, 0},           // 2^-24 exact
         {"VecH32TruncFVM", V1, 4, C_AHP, SQNAN, 0, 0, 0, 0x7E00, 0},
         {"VecH32TruncFVM", V1, 4, C_FZ, 0x00000001, 0, 0, 0, 0, F_IDC},
-        {"VecH64TruncDVM", V1, 8, 0, D1, 0, 0, 0, H1, 0},
         {"VecF64TruncDVM", V1, 8, 0, D1, 0, 0, 0, S1, 0},
         {"VecF64TruncDVM", V1, 8, 0, 0x7FF8000000000001ull | (1ull << 40), 0, 0, 0, 0x7FC00000 | (1u << 11), 0},
         // FCVT widening: exact; FZ16 and AHP are not applied by the vector forms.
         {"VecF32ExtndHVM", V1, 4, C_FZ16 | C_AHP, 0x0001, 0, 0, 0, 0x33800000, 0},
         {"VecF32ExtndHVM", V1, 4, 0, 0x7C01, 0, 0, 0, 0x7FC02000, F_IOC},
-        {"VecF32ExtndHVM", V1, 4, C_DN, 0x7C01, 0, 0, 0, SQNAN, F_IOC},
-        {"VecD64ExtndHVM", V1, 8, 0, 0xC000, 0, 0, 0, 0xC000000000000000ull, 0},
         {"VecD64ExtndFVM", V1, 8, 0, 0xFFFFFFFF00000000ull | S1, 0, 0, 0, D1, 0},
         {"VecD64ExtndFVM", V1, 8, C_FZ, 0x00000001, 0, 0, 0, 0, F_IDC},
     };

@@ -75,13 +75,6 @@ TEST(FpVectors, MergingKeepsInactiveElementsAndReadsOldSources) {
         EXPECT_EQ(got, x + x * x) << e;
     }
 
-    // fdivr z3.s, p0/m, z3.s, z3.s: Zm / Zdn of the same old value is 1.
-    clean_state(s);
-    zfill<uint32_t>(s, 3, S3);
-    pset_all(s, 0);
-    ASSERT_EQ(run_row("VecF32DivRVVM", s, f3(3, 3, 0, 0)), RC_DONE);
-    EXPECT_EQ(zget<uint32_t>(s, 3, 19), S1);
-
     // fmad z4.h, p0/m, z5.h, z4.h (Zdn z4, Zm z5, Za z4): z4*z5 + old z4.
     clean_state(s);
     zfill<uint16_t>(s, 4, 0x4000);  // 2.0
@@ -133,7 +126,6 @@ TEST(FpVectors, Reductions) {
         {"VecF32AddReduceFV", 4, rmode(2), {S1, S2}, 0, 0, 0, 0},
         {"VecF32MaxReduceFV", 4, 0, {S1}, 0, 0, 0xFF800000, 0},
         {"VecF32MinReduceFV", 4, 0, {S1}, 0, 0, 0x7F800000, 0},
-        {"VecD64MaxReduceFV", 8, 0, {}, 0, 0, 0xFFF0000000000000ull, 0},
         {"VecF16MinReduceFV", 2, 0, {}, 0, 0, 0x7C00, 0},
         {"VecF32MaxNumReduceFV", 4, 0, {S1}, 0, 0, 0x7FC00000, 0},
         {"VecD64MinNumReduceFV", 8, 0, {}, 0, 0, 0x7FF8000000000000ull, 0},
@@ -144,7 +136,6 @@ TEST(FpVectors, Reductions) {
         // One active -0 gives +0 (it meets +0 padding); a flushed denormal gives +0 with IDC.
         {"VecF32AddReduceFV", 4, 0, {0, 0, 0, 0x80000000}, 1 << 3, 0, 0, 0},
         {"VecF32AddReduceFV", 4, C_FZ, {0, 0, 0, 0x00000007}, 1 << 3, 0, 0, F_IDC},
-        {"VecF32AddReduceFV", 4, 0, {0, 0, 0, S3}, 1 << 3, 0, S3, 0},
         // A NaN at an inactive position is ignored by both additions.
         {"VecF32AddReduceFV", 4, 0, {S1, 0x7FC00001, S2}, 0x5, 0, S3, 0},
         {"VecD64AddReduceAV", 8, 0, {0x3FF0000000000000ull, 0x7FF8000000000001ull}, 0x1, 0x4000000000000000ull,
@@ -161,7 +152,6 @@ TEST(FpVectors, Reductions) {
         // FMAXV keeps a quiet NaN's payload; the left of two quiet NaNs wins.
         {"VecF32MaxReduceFV", 4, 0, {S1, 0x7FC00123, 0x7FC00456}, 0x7, 0, 0x7FC00123, 0},
         {"VecF16MaxReduceFV", 2, 0, {0x3C00, 0xC000, 0x4200}, 0x7, 0, 0x4200, 0},
-        {"VecD64MinReduceFV", 8, 0, {0x3FF0000000000000ull, 0xC000000000000000ull}, 0x3, 0, 0xC000000000000000ull, 0},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.row);
@@ -213,8 +203,8 @@ TEST(FpVectors, ComplexAdd) {
 TEST(FpVectors, ComplexMultiplyAdd) {
     // Zn = 1 + 2i, Zm = 3 + 4i, Zda = 0: the four partial products of (1+2i)(3+4i) = -5 + 10i.
     const int want[4][2] = {{3, 4}, {-8, 6}, {-3, -4}, {8, -6}};
-    for (const char* row : {"VecF32FCMLAVVVM", "VecD64FCMLAVVVM", "VecF16FCMLAVVVM"}) {
-        int bytes = row[3] == 'F' && row[4] == '3' ? 4 : row[3] == 'D' ? 8 : 2;
+    for (const char* row : {"VecF32FCMLAVVVM", "VecD64FCMLAVVVM"}) {
+        int bytes = row[3] == 'F' ? 4 : 8;
         for (int rot = 0; rot < 4; rot++) {
             SCOPED_TRACE(std::string(row) + " rot " + std::to_string(rot));
             cpu_state s;
@@ -222,8 +212,7 @@ TEST(FpVectors, ComplexMultiplyAdd) {
             auto put = [&](int z, int e, double v) {
                 uint64_t b = 0;
                 if (bytes == 8) std::memcpy(&b, &v, 8);
-                else if (bytes == 4) b = bits_of(float(v));
-                else b = v == 1 ? 0x3C00 : v == 2 ? 0x4000 : v == 3 ? 0x4200 : 0x4400;
+                else b = bits_of(float(v));
                 std::memcpy(s.z[z] + e * bytes, &b, bytes);
             };
             for (int e = 0; e < SVE_VL_BYTES / bytes; e += 2) put(2, e, 1), put(2, e + 1, 2), put(3, e, 3), put(3, e + 1, 4);
@@ -234,8 +223,7 @@ TEST(FpVectors, ComplexMultiplyAdd) {
                 std::memcpy(&b, s.z[1] + part * bytes, bytes);
                 double got;
                 if (bytes == 8) std::memcpy(&got, &b, 8);
-                else if (bytes == 4) got = f_of(uint32_t(b));
-                else got = (b & 0x8000 ? -1 : 1) * double(1 << (((b >> 10) & 31) - 15)) * (1 + (b & 1023) / 1024.0);
+                else got = f_of(uint32_t(b));
                 EXPECT_EQ(got, want[rot][part]) << "part " << part;
             }
         }
