@@ -15,8 +15,10 @@
 
 #include "sve/fp/lib/fplib.h"
 #include "tests/fplib/fp_deviations.h"
+#include "tests/fplib/fp_operands.h"
 
 namespace {
+using namespace fptest;
 
 struct Hw {
     uint64_t r;
@@ -106,6 +108,20 @@ DEF_CVTI(fcvtms) DEF_CVTI(fcvtau)
     DEF_HW(hw_##MN##_64d, LD_NONE, #MN " d3, %x[a]", ST_D)
 DEF_ITOF(scvtf) DEF_ITOF(ucvtf)
 
+// Fixed-point forms: a few fraction bit counts.
+DEF_HW(hw_fcvtzs_h32_f3, LD_H, "fcvtzs %w[r], h0, #3", ST_NONE)
+DEF_HW(hw_fcvtzu_h64_f20, LD_H, "fcvtzu %x[r], h0, #20", ST_NONE)
+DEF_HW(hw_fcvtzs_s32_f5, LD_S, "fcvtzs %w[r], s0, #5", ST_NONE)
+DEF_HW(hw_fcvtzu_s64_f33, LD_S, "fcvtzu %x[r], s0, #33", ST_NONE)
+DEF_HW(hw_fcvtzs_d32_f31, LD_D, "fcvtzs %w[r], d0, #31", ST_NONE)
+DEF_HW(hw_fcvtzs_d64_f64, LD_D, "fcvtzs %x[r], d0, #64", ST_NONE)
+DEF_HW(hw_scvtf_32h_f9, LD_NONE, "scvtf h3, %w[a], #9", ST_H)
+DEF_HW(hw_ucvtf_64h_f40, LD_NONE, "ucvtf h3, %x[a], #40", ST_H)
+DEF_HW(hw_scvtf_32s_f7, LD_NONE, "scvtf s3, %w[a], #7", ST_S)
+DEF_HW(hw_ucvtf_64s_f1, LD_NONE, "ucvtf s3, %x[a], #1", ST_S)
+DEF_HW(hw_scvtf_64d_f63, LD_NONE, "scvtf d3, %x[a], #63", ST_D)
+DEF_HW(hw_ucvtf_32d_f32, LD_NONE, "ucvtf d3, %w[a], #32", ST_D)
+
 // Integer estimates.
 DEF_HW(hw_urecpe, LD_S, "urecpe v3.2s, v0.2s", ST_S)
 DEF_HW(hw_ursqrte, LD_S, "ursqrte v3.2s, v0.2s", ST_S)
@@ -134,106 +150,6 @@ DEF_FTMAD8(H, "h") DEF_FTMAD8(S, "s") DEF_FTMAD8(D, "d")
 template <class T>
 uint64_t mask_of(bool v) {
     return v ? uint64_t(T(~T(0))) : 0;
-}
-
-// ---- Operand generation.
-struct Rng {
-    uint64_t s;
-    uint64_t next() {
-        uint64_t z = (s += 0x9E3779B97F4A7C15ull);
-        z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
-        z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
-        return z ^ (z >> 31);
-    }
-    uint32_t below(uint32_t n) { return uint32_t(next() % n); }
-};
-
-struct Fmt {
-    int w, m, bias;
-    int emax() const { return (1 << (w - m - 1)) - 1; }
-    uint64_t frac_mask() const { return (1ull << m) - 1; }
-    uint64_t make(uint64_t sgn, uint64_t exp, uint64_t frac) const {
-        return (sgn << (w - 1)) | (uint64_t(exp) << m) | (frac & frac_mask());
-    }
-};
-const Fmt kH{16, 10, 15}, kS{32, 23, 127}, kD{64, 52, 1023};
-const Fmt& fmt_of(int w) { return w == 16 ? kH : w == 32 ? kS : kD; }
-
-// A fraction with a random number of trailing zeros, so that exact and tie cases come up.
-uint64_t random_frac(Rng& r, const Fmt& f) {
-    uint64_t x = r.next() & f.frac_mask();
-    int z = int(r.below(f.m + 1));
-    if (r.below(2)) x = (x >> z) << z;
-    return x;
-}
-
-uint64_t gen_fp(Rng& r, int w) {
-    const Fmt& f = fmt_of(w);
-    uint64_t sgn = r.below(2);
-    switch (r.below(12)) {
-    case 0:
-    case 1: return r.next() & (w == 64 ? ~0ull : (1ull << w) - 1);
-    case 2: {  // special values
-        static const int kinds = 12;
-        switch (r.below(kinds)) {
-        case 0: return f.make(sgn, 0, 0);
-        case 1: return f.make(sgn, f.emax(), 0);
-        case 2: return f.make(sgn, 0, 1);
-        case 3: return f.make(sgn, 0, f.frac_mask());
-        case 4: return f.make(sgn, 1, 0);
-        case 5: return f.make(sgn, f.emax() - 1, f.frac_mask());
-        case 6: return f.make(sgn, f.bias, 0);
-        case 7: return f.make(sgn, f.bias + 1, 0);
-        case 8: return f.make(sgn, f.bias - 1, 0);
-        case 9: return f.make(sgn, f.emax(), 1ull << (f.m - 1));
-        case 10: return f.make(sgn, 1, f.frac_mask());
-        default: return f.make(sgn, f.bias + 1, 1ull << (f.m - 1));
-        }
-    }
-    case 3: return f.make(sgn, 0, random_frac(r, f));  // denormal
-    case 4: return f.make(sgn, f.emax(), random_frac(r, f) | (r.below(2) ? 0 : 1)) |
-                   (r.below(2) ? 0 : f.make(0, 0, 1ull << (f.m - 1)));  // NaN payloads
-    case 5: return f.make(sgn, f.bias - 4 + r.below(9), random_frac(r, f));
-    case 6: return f.make(sgn, r.below(2) ? 1 + r.below(4) : f.emax() - 1 - r.below(4),
-                          random_frac(r, f));
-    case 7: return f.make(sgn, f.bias - 2 + r.below(f.m + 5), random_frac(r, f));
-    case 8: return f.make(sgn, f.bias + 12 + r.below(56 < f.emax() - f.bias - 12 ? 56 : f.emax() - f.bias - 11), random_frac(r, f));
-    default: return f.make(sgn, 1 + r.below(f.emax() - 1), random_frac(r, f));
-    }
-}
-
-// A second operand close to the first (cancellation, equal exponents, ties), or independent.
-uint64_t gen_related(Rng& r, int w, uint64_t a) {
-    const Fmt& f = fmt_of(w);
-    switch (r.below(6)) {
-    case 0: return a ^ (1ull << (w - 1));
-    case 1: return a ^ (r.next() & ((1ull << (1 + r.below(f.m))) - 1));
-    case 2: return (a & ~f.frac_mask()) | (r.next() & f.frac_mask());
-    case 3: return a;
-    default: return gen_fp(r, w);
-    }
-}
-
-uint64_t gen_int(Rng& r, int bits) {
-    uint64_t x;
-    switch (r.below(6)) {
-    case 0: x = r.next(); break;
-    case 1: x = r.next() >> r.below(64); break;
-    case 2: x = (1ull << r.below(64)) + (r.below(5) - 2); break;
-    case 3: x = -(r.next() >> r.below(64)); break;
-    case 4: x = (r.next() >> r.below(64)) << r.below(64); break;
-    default: x = r.below(70000); break;
-    }
-    return bits == 64 ? x : x & ((1ull << bits) - 1);
-}
-
-uint32_t gen_fpcr(Rng& r) {
-    uint32_t v = r.below(4) << 22;
-    if (r.below(3) == 0) v |= FPSCR_FZ;
-    if (r.below(3) == 0) v |= FPSCR_FZ16;
-    if (r.below(3) == 0) v |= FPSCR_DN;
-    if (r.below(3) == 0) v |= FPSCR_AHP;
-    return v;
 }
 
 // How the operands of a case are drawn.
@@ -353,6 +269,18 @@ const Case kCases[] = {
     TOINT7("fcvtms", fcvtms, false, FPRounding_NEGINF),
     FROMINT7("scvtf", scvtf, false, INT_S),
     FROMINT7("ucvtf", ucvtf, true, INT_U),
+    {"fcvtzs#3", 16, 32, FP1, hw_fcvtzs_h32_f3, L1((fplibFPToFixed<H, S>(H(a), 3, false, FPRounding_ZERO, s)))},
+    {"fcvtzu#20", 16, 64, FP1, hw_fcvtzu_h64_f20, L1((fplibFPToFixed<H, D>(H(a), 20, true, FPRounding_ZERO, s)))},
+    {"fcvtzs#5", 32, 32, FP1, hw_fcvtzs_s32_f5, L1((fplibFPToFixed<S, S>(S(a), 5, false, FPRounding_ZERO, s)))},
+    {"fcvtzu#33", 32, 64, FP1, hw_fcvtzu_s64_f33, L1((fplibFPToFixed<S, D>(S(a), 33, true, FPRounding_ZERO, s)))},
+    {"fcvtzs#31", 64, 32, FP1, hw_fcvtzs_d32_f31, L1((fplibFPToFixed<D, S>(D(a), 31, false, FPRounding_ZERO, s)))},
+    {"fcvtzs#64", 64, 64, FP1, hw_fcvtzs_d64_f64, L1((fplibFPToFixed<D, D>(D(a), 64, false, FPRounding_ZERO, s)))},
+    {"scvtf#9", 32, 16, INT_S, hw_scvtf_32h_f9, L1(fplibFixedToFP<H>(a, 9, false, RM, s))},
+    {"ucvtf#40", 64, 16, INT_U, hw_ucvtf_64h_f40, L1(fplibFixedToFP<H>(a, 40, true, RM, s))},
+    {"scvtf#7", 32, 32, INT_S, hw_scvtf_32s_f7, L1(fplibFixedToFP<S>(a, 7, false, RM, s))},
+    {"ucvtf#1", 64, 32, INT_U, hw_ucvtf_64s_f1, L1(fplibFixedToFP<S>(a, 1, true, RM, s))},
+    {"scvtf#63", 64, 64, INT_S, hw_scvtf_64d_f63, L1(fplibFixedToFP<D>(a, 63, false, RM, s))},
+    {"ucvtf#32", 32, 64, INT_U, hw_ucvtf_32d_f32, L1(fplibFixedToFP<D>(a, 32, true, RM, s))},
     UNARY3("frecpe", frecpe, E_RECPE),
     UNARY3("frsqrte", frsqrte, E_RSQRTE),
     UNARY3("frecpx", frecpx, E_RECPX),
@@ -404,6 +332,17 @@ void draw(Rng& r, const Case& k, uint64_t op[3]) {
         else if (k.w == 32) p = FPMul<S>(S(op[0]), S(op[1]), s);
         else p = FPMul<D>(D(op[0]), D(op[1]), s);
         op[2] = gen_related(r, k.w, p ^ (1ull << (k.w - 1)));
+    }
+    if (k.kind == FP2 && r.below(8) == 0) {
+        // A dividend that is a product of the divisor: exact quotients and their neighbours.
+        FPSCR s = 0;
+        const Fmt& f = fmt_of(k.w);
+        uint64_t q = f.make(r.below(2), f.bias - 8 + r.below(17), r.next() & (f.frac_mask() << (f.m / 2)));
+        if (k.w == 16) op[0] = FPMul<H>(H(op[1]), H(q), s);
+        else if (k.w == 32) op[0] = FPMul<S>(S(op[1]), S(q), s);
+        else op[0] = FPMul<D>(D(op[1]), D(q), s);
+        op[0] += r.below(3) - 1;
+        op[0] &= width_mask(k.w);
     }
     if (k.kind == FP1 && r.below(8) == 0) {
         // A square, so that exact roots come up.
@@ -465,6 +404,7 @@ int main(int argc, char** argv) {
                             lib_flags);
         }
         std::printf("%-10s %5d %5d %10ld %8ld %8ld\n", k.name, k.w, k.rw, count, diff, skipped);
+        std::fflush(stdout);
         total_diff += diff;
     }
     std::printf("total differences: %ld\n", total_diff);

@@ -92,6 +92,22 @@ TEST(FplibNaNs, SelectionAndCanonicalisation) {
     EXPECT_EQ(FPNeg<D>(0), 0x8000000000000000ul);
 }
 
+// The per-element protocol of the vector operations: the call sees only the control fields of
+// fpcr, and its flags accumulate into fpsr next to the bits already there.
+TEST(FplibElement, FlagsAccumulateUnderTheControlMask) {
+    uint32_t fpsr = 0x80000000u | IXC;  // N and an earlier inexact
+    const uint32_t fpcr = FZ | FPSCR_IOC | (1u << 16);  // a stray flag and a Len bit: ignored
+    S r = fp_element(fpsr, fpcr, [](FPSCR& w) {
+        EXPECT_EQ(w, FZ);
+        return FPAdd<S>(DENORM, ONE, w);
+    });
+    EXPECT_EQ(r, ONE);
+    EXPECT_EQ(fpsr, 0x80000000u | IXC | IDC);
+    r = fp_element(fpsr, fpcr, [](FPSCR& w) { return FPDiv<S>(ONE, 0, w); });
+    EXPECT_EQ(r, INF);
+    EXPECT_EQ(fpsr, 0x80000000u | IXC | IDC | DZC);
+}
+
 TEST(FplibArith, AddSubMulDiv) {
     static const Row rows[] = {
         {"x + -x to nearest", RN, CALL(FPAdd<S>(ONE, 0xBF800000, s)), 0, 0},

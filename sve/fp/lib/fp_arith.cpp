@@ -57,10 +57,7 @@ unsigned long FPScale64(unsigned long op, long scale, FPSCR& fpscr) {
 // ---- Add and subtract: `neg` flips the second operand's sign after NaN selection.
 template <class T>
 static T fp_add(T a, T b, int neg, int mode, int* flags) {
-    int a_sgn, a_exp, b_sgn, b_exp;
-    T a_mnt, b_mnt;
-    fp_unpack(&a_sgn, &a_exp, &a_mnt, a, mode, flags);
-    fp_unpack(&b_sgn, &b_exp, &b_mnt, b, mode, flags);
+    auto [a_sgn, a_exp, b_sgn, b_exp, a_mnt, b_mnt] = fp_pair<T>(a, b, mode, flags);
     if (T x = fp_process_nans(a, b, mode, flags)) return x;
     b_sgn ^= neg;
     if (a_exp == FEMAX<T> && b_exp == FEMAX<T> && a_sgn != b_sgn) {
@@ -109,10 +106,7 @@ template <class T> T FPSub(T op1, T op2, FPSCR& fpscr) { FP_WITH_FLAGS(fp_add(op
 // ---- Multiply; `mulx` gives 2.0 for infinity times zero.
 template <class T>
 static T fp_mul(T a, T b, bool mulx, int mode, int* flags) {
-    int a_sgn, a_exp, b_sgn, b_exp;
-    T a_mnt, b_mnt;
-    fp_unpack(&a_sgn, &a_exp, &a_mnt, a, mode, flags);
-    fp_unpack(&b_sgn, &b_exp, &b_mnt, b, mode, flags);
+    auto [a_sgn, a_exp, b_sgn, b_exp, a_mnt, b_mnt] = fp_pair<T>(a, b, mode, flags);
     if (T x = fp_process_nans(a, b, mode, flags)) return x;
     int sgn = a_sgn ^ b_sgn;
     if ((a_exp == FEMAX<T> && !b_mnt) || (b_exp == FEMAX<T> && !a_mnt)) {
@@ -148,10 +142,7 @@ static uint64_t fp64_quotient(uint64_t a, uint64_t b, int* exp) {
 
 template <class T>
 static T fp_div(T a, T b, int mode, int* flags) {
-    int a_sgn, a_exp, b_sgn, b_exp;
-    T a_mnt, b_mnt;
-    fp_unpack(&a_sgn, &a_exp, &a_mnt, a, mode, flags);
-    fp_unpack(&b_sgn, &b_exp, &b_mnt, b, mode, flags);
+    auto [a_sgn, a_exp, b_sgn, b_exp, a_mnt, b_mnt] = fp_pair<T>(a, b, mode, flags);
     if (T x = fp_process_nans(a, b, mode, flags)) return x;
     int sgn = a_sgn ^ b_sgn;
     if ((a_exp == FEMAX<T> && b_exp == FEMAX<T>) || (!a_mnt && !b_mnt)) {
@@ -308,44 +299,24 @@ static T fp_muladd(T a, T b, T c, int scale, int mode, int* flags) {
         y_exp = b_exp + c_exp - 1003;
     }
     int x_sgn = a_sgn;
-    WT r;
-    if constexpr (FW<T> == 64) {
-        if (fp128_nonzero(ym)) {
-            if (x_exp >= y_exp) {
-                ym = fp_lsr_sticky(ym, x_exp - y_exp);
-            } else {
-                xm = fp_lsr_sticky(xm, y_exp - x_exp);
-                x_exp = y_exp;
-            }
-        }
-        if (a_sgn == p_sgn) {
-            r = fp128_add(xm, ym);
-        } else if (fp128_cmp(xm, ym) >= 0) {
-            r = fp128_sub(xm, ym);
+    if (fp_nonzero(ym)) {
+        if (x_exp >= y_exp) {
+            ym = fp_lsr_sticky(ym, x_exp - y_exp);
         } else {
-            x_sgn ^= 1;
-            r = fp128_sub(ym, xm);
+            xm = fp_lsr_sticky(xm, y_exp - x_exp);
+            x_exp = y_exp;
         }
-        if (!fp128_nonzero(r)) return fp_zero<T>((mode & 3) == FPRounding_NEGINF);
-    } else {
-        if (ym) {
-            if (x_exp >= y_exp) {
-                ym = fp_lsr_sticky(ym, x_exp - y_exp);
-            } else {
-                xm = fp_lsr_sticky(xm, y_exp - x_exp);
-                x_exp = y_exp;
-            }
-        }
-        if (a_sgn == p_sgn) {
-            r = xm + ym;
-        } else if (xm >= ym) {
-            r = xm - ym;
-        } else {
-            x_sgn ^= 1;
-            r = ym - xm;
-        }
-        if (!r) return fp_zero<T>((mode & 3) == FPRounding_NEGINF);
     }
+    WT r;
+    if (a_sgn == p_sgn) {
+        r = fp_wadd(xm, ym);
+    } else if (fp_wge(xm, ym)) {
+        r = fp_wsub(xm, ym);
+    } else {
+        x_sgn ^= 1;
+        r = fp_wsub(ym, xm);
+    }
+    if (!fp_nonzero(r)) return fp_zero<T>((mode & 3) == FPRounding_NEGINF);
     r = fp_normalise(r, &x_exp);
     if constexpr (FW<T> == 16) x_exp -= 112;  // back from the single precision layout
     return fp_round_<T>(x_sgn, x_exp + scale, fp_collapse<T>(r), mode & 3, mode, flags);
@@ -368,26 +339,7 @@ template <class T> T FPMulAdd(T addend, T op1, T op2, FPSCR& fpscr) {
     FP_WITH_FLAGS(fp_muladd(addend, op1, op2, 0, mode, &flags));
 }
 
-// ---- Compares. Both operands are unpacked first, so flushed denormals count as zeros and
-// raise IDC on every path.
-template <class T>
-struct fp_pair {
-    int a_sgn, a_exp, b_sgn, b_exp;
-    T a_mnt, b_mnt;
-    fp_pair(T a, T b, int mode, int* flags) {
-        fp_unpack(&a_sgn, &a_exp, &a_mnt, a, mode, flags);
-        fp_unpack(&b_sgn, &b_exp, &b_mnt, b, mode, flags);
-    }
-    bool any_nan() const { return fp_nan(a_exp, a_mnt) || fp_nan(b_exp, b_mnt); }
-    bool both_zero() const { return !a_mnt && !b_mnt; }
-    // Ordering of two numbers that are not both zero and not equal: a < b.
-    bool less() const {
-        if (a_sgn != b_sgn) return a_sgn;
-        if (a_exp != b_exp) return a_sgn ^ (a_exp < b_exp);
-        return a_sgn ^ (a_mnt < b_mnt);
-    }
-};
-
+// ---- Compares.
 template <class T>
 static bool fp_equal(const fp_pair<T>& p, T a, T b) {
     return a == b || p.both_zero();

@@ -81,36 +81,23 @@ static U fp_round_integer(U x, int err, int sgn, FPRounding rounding) {
 template <class T>
 T FPRoundInt(T op, FPRounding rounding, bool exact, FPSCR& fpscr) {
     constexpr int W = FW<T>, M = FM<T>, EXPINT = FBIAS<T> + FM<T>;
-    int flags = 0, sgn, exp;
-    T mnt, result;
-    const int mode = fp_mode(fpscr);
-    fp_unpack(&sgn, &exp, &mnt, op, mode, &flags);
-    if (fp_nan(exp, mnt)) {
-        result = fp_process_nan(op, mode, &flags);
-    } else if (exp == FEMAX<T>) {
-        result = fp_infinity<T>(sgn);
-    } else if (!mnt) {
-        result = fp_zero<T>(sgn);
-    } else if (exp >= EXPINT) {
-        result = op;
-    } else {
-        int s = EXPINT - exp;
-        T x = s < W ? T(mnt >> s) : T(0);
-        int err;
-        if (exp < EXPINT - W) err = 1;
-        else err = int(((mnt >> (s - 1)) & 1) << 1) | int(T(mnt & ((T(1) << (s - 1)) - 1)) != 0);
-        x = T(fp_round_integer<T>(x, err, sgn, rounding));
-        if (!x) {
-            result = fp_zero<T>(sgn);
-        } else {
-            int e = EXPINT + (W - 1 - M);
-            x = fp_normalise(x, &e);
-            result = fp_pack<T>(sgn, e, T(x >> (W - 1 - M)));
-        }
-        if (exact && err) flags |= FPLIB_IXC;
-    }
-    fp_set_flags(fpscr, flags);
-    return result;
+    fp_operand<T> u(op, fpscr);
+    if (u.nan()) return u.finish(fp_process_nan(op, u.mode, &u.flags), fpscr);
+    if (u.inf()) return u.finish(fp_infinity<T>(u.sgn), fpscr);
+    if (!u.mnt) return u.finish(fp_zero<T>(u.sgn), fpscr);
+    if (u.exp >= EXPINT) return u.finish(op, fpscr);
+
+    const int s = EXPINT - u.exp;
+    T x = s < W ? T(u.mnt >> s) : T(0);
+    int err;
+    if (u.exp < EXPINT - W) err = 1;
+    else err = int(((u.mnt >> (s - 1)) & 1) << 1) | int(T(u.mnt & ((T(1) << (s - 1)) - 1)) != 0);
+    x = T(fp_round_integer<T>(x, err, u.sgn, rounding));
+    if (exact && err) u.flags |= FPLIB_IXC;
+    if (!x) return u.finish(fp_zero<T>(u.sgn), fpscr);
+    int e = EXPINT + (W - 1 - M);
+    x = fp_normalise(x, &e);
+    return u.finish(fp_pack<T>(u.sgn, e, T(x >> (W - 1 - M))), fpscr);
 }
 
 unsigned long FPToFixed_64(int sgn, int exp, unsigned long mnt, bool u, FPRounding rounding,

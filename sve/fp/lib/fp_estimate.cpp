@@ -8,98 +8,81 @@
 template <class T>
 T FPRecipEstimate(T op, FPSCR& fpscr) {
     constexpr int W = FW<T>, M = FM<T>, BIAS = FBIAS<T>;
-    int flags = 0, sgn, exp;
-    T mnt, result;
-    const int mode = fp_mode(fpscr);
-    fp_unpack(&sgn, &exp, &mnt, op, mode, &flags);
-    const bool flush = W == 16 ? (mode & FPLIB_FZ16) : (mode & FPLIB_FZ);
+    fp_operand<T> u(op, fpscr);
+    const bool flush = W == 16 ? (u.mode & FPLIB_FZ16) : (u.mode & FPLIB_FZ);
     // The exponent field and the top two fraction bits are zero: 1/op is not finite.
     const T tiny_mask = T((T(FEMAX<T>) << M) | (T(3) << (M - 2)));
-    if (fp_nan(exp, mnt)) {
-        result = fp_process_nan(op, mode, &flags);
-    } else if (exp == FEMAX<T>) {
-        result = fp_zero<T>(sgn);
-    } else if (!mnt) {
-        result = fp_infinity<T>(sgn);
-        flags |= FPLIB_DZC;
-    } else if (!(op & tiny_mask)) {
-        flags |= FPLIB_OFC | FPLIB_IXC;
-        result = fp_overflow_to_infinity(mode & 3, sgn) ? fp_infinity<T>(sgn)
-                                                          : fp_max_normal<T>(sgn);
-    } else if (flush && exp >= 2 * BIAS - 1) {
-        flags |= FPLIB_UFC;
-        result = fp_zero<T>(sgn);
-    } else {
-        int e = exp + FE<T>;
-        mnt = fp_normalise(mnt, &e);
-        int result_exp = 2 * BIAS - 1 - e;
-        uint64_t a = uint64_t(mnt >> (W - 10)) | 1;
-        uint64_t f = ((1ull << 19) / a + 1) >> 1;
-        T fraction = T(T(f) << (M - 8));
-        if (result_exp == 0) {
-            fraction = T(fraction >> 1);
-        } else if (result_exp == -1) {
-            fraction = T(fraction >> 2);
-            result_exp = 0;
-        }
-        result = fp_pack<T>(sgn, result_exp, fraction);
+    if (u.nan()) return u.finish(fp_process_nan(op, u.mode, &u.flags), fpscr);
+    if (u.inf()) return u.finish(fp_zero<T>(u.sgn), fpscr);
+    if (!u.mnt) {
+        u.flags |= FPLIB_DZC;
+        return u.finish(fp_infinity<T>(u.sgn), fpscr);
     }
-    fp_set_flags(fpscr, flags);
-    return result;
+    if (!(op & tiny_mask)) {
+        u.flags |= FPLIB_OFC | FPLIB_IXC;
+        return u.finish(fp_overflow_to_infinity(u.mode & 3, u.sgn) ? fp_infinity<T>(u.sgn)
+                                                                    : fp_max_normal<T>(u.sgn),
+                        fpscr);
+    }
+    if (flush && u.exp >= 2 * BIAS - 1) {
+        u.flags |= FPLIB_UFC;
+        return u.finish(fp_zero<T>(u.sgn), fpscr);
+    }
+    int e = u.exp + FE<T>;
+    const T mnt = fp_normalise(u.mnt, &e);
+    int result_exp = 2 * BIAS - 1 - e;
+    const uint64_t a = uint64_t(mnt >> (W - 10)) | 1;
+    const uint64_t f = ((1ull << 19) / a + 1) >> 1;
+    T fraction = T(T(f) << (M - 8));
+    // Below the normal range the estimate becomes subnormal, without rounding or flushing.
+    if (result_exp == 0) {
+        fraction = T(fraction >> 1);
+    } else if (result_exp == -1) {
+        fraction = T(fraction >> 2);
+        result_exp = 0;
+    }
+    return u.finish(fp_pack<T>(u.sgn, result_exp, fraction), fpscr);
 }
 
 template <class T>
 T FPRSqrtEstimate(T op, FPSCR& fpscr) {
     constexpr int W = FW<T>, M = FM<T>;
-    int flags = 0, sgn, exp;
-    T mnt, result;
-    const int mode = fp_mode(fpscr);
-    fp_unpack(&sgn, &exp, &mnt, op, mode, &flags);
-    if (fp_nan(exp, mnt)) {
-        result = fp_process_nan(op, mode, &flags);
-    } else if (!mnt) {
-        result = fp_infinity<T>(sgn);
-        flags |= FPLIB_DZC;
-    } else if (sgn) {
-        result = fp_default_nan<T>();
-        flags |= FPLIB_IOC;
-    } else if (exp == FEMAX<T>) {
-        result = fp_zero<T>(0);
-    } else {
-        int e = exp + FE<T>;
-        mnt = fp_normalise(mnt, &e);
-        int index = int((mnt >> (W - 8)) & 127) + (e & 1 ? 0 : 128);
-        T fraction = T(T(fplib_tables::recip_sqrt_estimate[index]) << (M - 8));
-        result = fp_pack<T>(0, (3 * FBIAS<T> - e - 1) >> 1, fraction);
+    fp_operand<T> u(op, fpscr);
+    if (u.nan()) return u.finish(fp_process_nan(op, u.mode, &u.flags), fpscr);
+    if (!u.mnt) {
+        u.flags |= FPLIB_DZC;
+        return u.finish(fp_infinity<T>(u.sgn), fpscr);
     }
-    fp_set_flags(fpscr, flags);
-    return result;
+    if (u.sgn) {
+        u.flags |= FPLIB_IOC;
+        return u.finish(fp_default_nan<T>(), fpscr);
+    }
+    if (u.inf()) return u.finish(fp_zero<T>(0), fpscr);
+    int e = u.exp + FE<T>;
+    const T mnt = fp_normalise(u.mnt, &e);
+    const int index = int((mnt >> (W - 8)) & 127) + (e & 1 ? 0 : 128);
+    const T fraction = T(T(fplib_tables::recip_sqrt_estimate[index]) << (M - 8));
+    return u.finish(fp_pack<T>(0, (3 * FBIAS<T> - e - 1) >> 1, fraction), fpscr);
 }
 
 template <class T>
 T FPRecpX(T op, FPSCR& fpscr) {
-    int flags = 0, sgn, exp;
-    T mnt, result;
-    const int mode = fp_mode(fpscr);
-    fp_unpack(&sgn, &exp, &mnt, op, mode, &flags);
+    fp_operand<T> u(op, fpscr);
     const int field = int((op >> FM<T>) & FEMAX<T>);
-    if (fp_nan(exp, mnt)) result = fp_process_nan(op, mode, &flags);
-    else if (!field) result = fp_pack<T>(sgn, FEMAX<T> - 1, 0);
-    else result = fp_pack<T>(sgn, FEMAX<T> - field, 0);
-    fp_set_flags(fpscr, flags);
-    return result;
+    if (u.nan()) return u.finish(fp_process_nan(op, u.mode, &u.flags), fpscr);
+    // A zero exponent field (zero, denormal) gives the largest exponent; else it is inverted.
+    return u.finish(fp_pack<T>(u.sgn, field ? FEMAX<T> - field : FEMAX<T> - 1, 0), fpscr);
 }
 
 // The fused steps: `constant` - op1 * op2, scaled by 2^scale; infinity times zero gives
 // `inf_zero`.
 template <class T>
 static T fp_step_fused(T op1, T op2, T constant, T inf_zero, int scale, FPSCR& fpscr) {
-    int flags = 0, a_sgn, a_exp, b_sgn, b_exp;
-    T a_mnt, b_mnt, result;
+    int flags = 0;
     const int mode = fp_mode(fpscr);
     op1 = FPNeg(op1);
-    fp_unpack(&a_sgn, &a_exp, &a_mnt, op1, mode, &flags);
-    fp_unpack(&b_sgn, &b_exp, &b_mnt, op2, mode, &flags);
+    auto [a_sgn, a_exp, b_sgn, b_exp, a_mnt, b_mnt] = fp_pair<T>(op1, op2, mode, &flags);
+    T result;
     result = fp_process_nans(op1, op2, mode, &flags);
     if (!result) {
         if ((a_exp == FEMAX<T> && !b_mnt) || (b_exp == FEMAX<T> && !a_mnt))

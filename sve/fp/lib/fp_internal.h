@@ -166,6 +166,16 @@ inline fp_u128 fp128_normalise(fp_u128 x, int* exp) {
 }
 inline fp_u128 fp_normalise(fp_u128 x, int* exp) { return fp128_normalise(x, exp); }
 
+// The same operations on native words and on pairs, so that wide mantissa code is written once.
+template <class U> inline bool fp_nonzero(U x) { return x != 0; }
+inline bool fp_nonzero(fp_u128 x) { return fp128_nonzero(x); }
+template <class U> inline U fp_wadd(U a, U b) { return U(a + b); }
+inline fp_u128 fp_wadd(fp_u128 a, fp_u128 b) { return fp128_add(a, b); }
+template <class U> inline U fp_wsub(U a, U b) { return U(a - b); }
+inline fp_u128 fp_wsub(fp_u128 a, fp_u128 b) { return fp128_sub(a, b); }
+template <class U> inline bool fp_wge(U a, U b) { return a >= b; }
+inline bool fp_wge(fp_u128 a, fp_u128 b) { return fp128_cmp(a, b) >= 0; }
+
 // Right shift that ORs the bits shifted out into bit 0.
 template <class U>
 inline U fp_lsr_sticky(U x, int s) {
@@ -294,6 +304,44 @@ inline T fp_round_normalised(int sgn, int exp, T mnt, int rm, int mode, int* fla
 }
 
 inline void fp_set_flags(FPSCR& fpscr, int flags) { fpscr |= FPSCR(flags) & 0x9F; }
+
+// Two operands unpacked in operand order, so that IDC of either stands whatever decides the
+// result; flushed denormals count as zeros.
+template <class T>
+struct fp_pair {
+    int a_sgn, a_exp, b_sgn, b_exp;
+    T a_mnt, b_mnt;
+    fp_pair(T a, T b, int mode, int* flags) {
+        fp_unpack(&a_sgn, &a_exp, &a_mnt, a, mode, flags);
+        fp_unpack(&b_sgn, &b_exp, &b_mnt, b, mode, flags);
+    }
+    bool any_nan() const { return fp_nan(a_exp, a_mnt) || fp_nan(b_exp, b_mnt); }
+    bool both_zero() const { return !a_mnt && !b_mnt; }
+    // Ordering of two numbers that are not both zero and not equal: a < b.
+    bool less() const {
+        if (a_sgn != b_sgn) return a_sgn;
+        if (a_exp != b_exp) return a_sgn ^ (a_exp < b_exp);
+        return a_sgn ^ (a_mnt < b_mnt);
+    }
+};
+
+// One operand unpacked under the mode of `fpscr`, with the flags unpacking raised; `finish`
+// merges them (and whatever the operation added) into `fpscr`.
+template <class T>
+struct fp_operand {
+    int mode, flags = 0, sgn, exp;
+    T mnt;
+    fp_operand(T op, FPSCR fpscr) : mode(fp_mode(fpscr)) {
+        fp_unpack(&sgn, &exp, &mnt, op, mode, &flags);
+    }
+    bool nan() const { return fp_nan(exp, mnt); }
+    bool inf() const { return fp_inf(exp, mnt); }
+    template <class R>
+    R finish(R result, FPSCR& fpscr) const {
+        fp_set_flags(fpscr, flags);
+        return result;
+    }
+};
 
 // Fused multiply-add of each width.
 template <class T>
