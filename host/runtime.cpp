@@ -290,13 +290,13 @@ int block_length(const uint32_t* pc) {
 void thread_init(host_thread* t) {
     t->initialised = true;
     pthread_setspecific(thread_key, t);
-    for (int i = 0; i < n_thread_init; i++) thread_init_events[i](t);
+    host_run_thread_events(t, true);
 }
 
 void thread_exit(host_thread* t) {
     if (!t->initialised || t->exited) return;
     t->exited = true;
-    for (int i = 0; i < n_thread_exit; i++) thread_exit_events[i](t);
+    host_run_thread_events(t, false);
 }
 
 void thread_key_destructor(void* t) { thread_exit(static_cast<host_thread*>(t)); }
@@ -606,3 +606,12 @@ void host_run_bb_events(void* drcontext, instrlist_t* bb, app_pc tag) {
 
 void host_set_stolen_reg(reg_id_t reg) { stolen_reg = reg; }
 void* host_thread_context(void) { return &this_thread; }
+
+void host_run_thread_events(void* drcontext, bool init) {
+    auto* t = static_cast<host_thread*>(drcontext);
+    if (init) {
+        for (int i = 0; i < n_thread_init; i++) thread_init_events[i](t);
+    } else {
+        for (int i = 0; i < n_thread_exit; i++) thread_exit_events[i](t);
+    }
+}

@@ -57,3 +57,5 @@ DR_API void host_set_stolen_reg(reg_id_t reg);
 DR_API void* host_thread_context(void);
 // Decodes the opcode and operands the client looks at: msr/mrs and the ends of blocks.
 DR_API void host_decode(instr_t* instr, uint32_t word);
+// Runs the registered thread init (or exit) events for `drcontext`, a host_thread of the caller.
+DR_API void host_run_thread_events(void* drcontext, bool init);
