@@ -1,8 +1,11 @@
-// The host runtime, trap stage: loaded into the application (LD_PRELOAD), it plays the
+// The host runtime: loaded into the application (LD_PRELOAD), it plays the
 // framework's part. It loads the client named by SVE_HOST_CLIENT, calls dr_client_main with the
 // arguments of SVE_HOST_CLIENT_ARGS, gives threads their events, and on each SIGILL of an SVE
 // word carries out, against the signal context, the sequence that the client's block event put
-// in place of that word. What the client made of a word is kept per word address.
+// in place of that word (trap stage). What the client made of a word is kept per word address.
+// Then it encodes the sequence as machine code into a trampoline within branch range and
+// replaces the SVE word by a branch to it (patch stage), so that later executions do not trap.
+// SVE_HOST_STAGE=trap keeps every word in the trap stage.
 #include <dlfcn.h>
 #include <errno.h>
 #include <pthread.h>
@@ -17,6 +20,7 @@
 #include <cstring>
 #include <string>
 
+#include "host/encode.h"
 #include "host/include/dr_host.h"
 #include "host/include/droption.h"
 #include "host/include/drreg.h"
@@ -45,6 +49,9 @@ int n_tls_fields;
 reg_id_t stolen_reg = DR_REG_X28;
 pthread_key_t thread_key;
 bool log_enabled;
+bool client_loaded;
+std::atomic<uint64_t> trap_count;
+std::atomic<uint32_t> patch_count;
 
 template <class F>
 bool add_event(F* list, int& n, F fn) {
@@ -221,6 +228,7 @@ constexpr size_t CACHE_SIZE = size_t(1) << CACHE_BITS;
 struct cache_entry {
     std::atomic<uintptr_t> pc;
     std::atomic<sequence*> seq;
+    bool patched;  // tried by the patch stage (under build_lock)
 };
 cache_entry* cache;  // open addressing, insert only; null seq with a pc: not an SVE word
 pthread_mutex_t build_lock = PTHREAD_MUTEX_INITIALIZER;
@@ -287,6 +295,107 @@ int block_length(const uint32_t* pc) {
     return n;
 }
 
+// ---- The patch stage ---------------------------------------------------------------------------
+
+bool patch_enabled;
+host_code_env code_env;
+
+struct code_chunk {
+    uintptr_t next, end;
+};
+constexpr int MAX_CHUNKS = 256;
+constexpr size_t CHUNK_BYTES = size_t(1) << 20;
+constexpr int64_t BRANCH_REACH = int64_t(120) << 20;  // below the 128 MiB of `b`, with room
+code_chunk chunks[MAX_CHUNKS];
+int n_chunks;
+
+bool in_reach(uintptr_t a, uintptr_t b) {
+    int64_t d = int64_t(a) - int64_t(b);
+    return d > -BRANCH_REACH && d < BRANCH_REACH;
+}
+
+// `bytes` of executable memory that a branch at `pc` reaches, or null.
+uint32_t* code_space(uintptr_t pc, size_t bytes) {
+    for (int i = 0; i < n_chunks; i++) {
+        code_chunk& c = chunks[i];
+        if (c.end - c.next >= bytes && in_reach(c.next, pc) && in_reach(c.next + bytes, pc)) {
+            auto* p = reinterpret_cast<uint32_t*>(c.next);
+            c.next += bytes;
+            return p;
+        }
+    }
+    if (n_chunks == MAX_CHUNKS || bytes > CHUNK_BYTES) return nullptr;
+    // Candidate places below and above the code, nearest first.
+    uintptr_t base = pc & ~(CHUNK_BYTES - 1);
+    for (int k = 1; k < 100; k++) {
+        uintptr_t hint = (k & 1) ? base - CHUNK_BYTES * uintptr_t((k + 1) / 2 * 4)
+                                 : base + CHUNK_BYTES * uintptr_t(k / 2 * 4 + 2);
+        void* m = mmap(reinterpret_cast<void*>(hint), CHUNK_BYTES, PROT_READ | PROT_WRITE | PROT_EXEC,
+                       MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (m == MAP_FAILED) continue;
+        uintptr_t a = uintptr_t(m);
+        if (!in_reach(a, pc) || !in_reach(a + CHUNK_BYTES, pc)) {
+            munmap(m, CHUNK_BYTES);
+            continue;
+        }
+        chunks[n_chunks++] = {a + bytes, a + CHUNK_BYTES};
+        return static_cast<uint32_t*>(m);
+    }
+    return nullptr;
+}
+
+// Appends the machine code of a sequence; false if an element has no encoding.
+bool encode_sequence(const sequence* s, uint32_t* buf, int& n, int max) {
+    for (int i = 0; i < s->n; i++) {
+        if (n + HOST_MAX_ELEMENT_WORDS > max) return false;
+        int k = host_encode_element(s->elems[i], code_env, buf + n);
+        if (k < 0) return false;
+        n += k;
+    }
+    return true;
+}
+
+// The trampoline of the SVE word at `pc`: the FPCR watch with the live FPCR (x0 kept on the
+// stack meanwhile), the sequence, and a branch back behind the word. Then the word becomes a
+// branch to it. False leaves the word as it is, to the trap stage.
+bool patch(uintptr_t pc, const sequence* s) {
+    constexpr int MAX_WORDS = 2048;
+    static uint32_t buf[MAX_WORDS];
+    int n = 0;
+    if (fpcr_watch) {
+        buf[n++] = 0xD10043FFu;  // sub sp, sp, #16
+        buf[n++] = 0xF90003E0u;  // str x0, [sp]
+        buf[n++] = 0xD53B4400u;  // mrs x0, fpcr
+        if (!encode_sequence(fpcr_watch, buf, n, MAX_WORDS - 8)) return false;
+        buf[n++] = 0xF94003E0u;  // ldr x0, [sp]
+        buf[n++] = 0x910043FFu;  // add sp, sp, #16
+    }
+    if (!encode_sequence(s, buf, n, MAX_WORDS - 1)) return false;
+    uint32_t* code = code_space(pc, size_t(n + 1) * 4);
+    if (!code) return false;
+    uint32_t back = host_encode_branch(uintptr_t(code + n), pc + 4);
+    uint32_t there = host_encode_branch(pc, uintptr_t(code));
+    if (!back || !there) return false;
+    std::memcpy(code, buf, size_t(n) * 4);
+    code[n] = back;
+    __builtin___clear_cache(reinterpret_cast<char*>(code), reinterpret_cast<char*>(code + n + 1));
+    uintptr_t page = pc & ~(uintptr_t(sysconf(_SC_PAGESIZE)) - 1);
+    if (mprotect(reinterpret_cast<void*>(page), size_t(sysconf(_SC_PAGESIZE)), PROT_READ | PROT_WRITE | PROT_EXEC)) return false;
+    __atomic_store_n(reinterpret_cast<uint32_t*>(pc), there, __ATOMIC_RELEASE);
+    mprotect(reinterpret_cast<void*>(page), size_t(sysconf(_SC_PAGESIZE)), PROT_READ | PROT_EXEC);
+    __builtin___clear_cache(reinterpret_cast<char*>(pc), reinterpret_cast<char*>(pc + 4));
+    return true;
+}
+
+void setup_patch_stage() {
+    const char* stage = getenv("SVE_HOST_STAGE");
+    if (stage && (std::strcmp(stage, "trap") == 0 || std::strcmp(stage, "1") == 0)) return;
+    uintptr_t offset = uintptr_t(&this_thread) - uintptr_t(__builtin_thread_pointer());
+    if (offset >= (uintptr_t(1) << 24)) return;  // not reachable with two adds
+    code_env.thread_offset = offset;
+    patch_enabled = true;
+}
+
 void thread_init(host_thread* t) {
     t->initialised = true;
     pthread_setspecific(thread_key, t);
@@ -332,6 +441,7 @@ void sync_fpcr(machine& m) {
 void sigill_handler(int sig, siginfo_t*, void* context) {
     auto* uc = static_cast<ucontext_t*>(context);
     uintptr_t pc = uc->uc_mcontext.pc;
+    trap_count.fetch_add(1, std::memory_order_relaxed);
     host_thread* t = &this_thread;
     if (!t->initialised) thread_init(t);
     cache_entry* e = lookup(pc);
@@ -357,6 +467,14 @@ void sigill_handler(int sig, siginfo_t*, void* context) {
     sync_fpcr(m);
     run_sequence(m, s);
     uc->uc_mcontext.pc = pc + 4;
+    if (patch_enabled && !e->patched) {
+        pthread_mutex_lock(&build_lock);
+        if (!e->patched) {
+            e->patched = true;
+            if (patch(pc, s)) patch_count.fetch_add(1, std::memory_order_relaxed);
+        }
+        pthread_mutex_unlock(&build_lock);
+    }
 }
 
 void learn_fpcr_watch(host_thread* t) {
@@ -371,6 +489,9 @@ void learn_fpcr_watch(host_thread* t) {
 void process_exit() {
     thread_exit(&this_thread);
     for (int i = 0; i < n_exit; i++) exit_events[i]();
+    if (log_enabled)
+        dr_fprintf(our_stderr, "SVE host: %llu traps, %u words patched\n", (unsigned long long)trap_count.load(),
+                   patch_count.load());
 }
 
 // Splits the client's argument string at spaces.
@@ -411,12 +532,28 @@ __attribute__((constructor)) void host_start() {
     const char* argv[64] = {client};
     int argc = 1 + split_args(args.data(), argv + 1, 63);
     client_main(0, argc, argv);
+    client_loaded = true;
     learn_fpcr_watch(&this_thread);
+    setup_patch_stage();
     thread_init(&this_thread);
     atexit(process_exit);
 }
 
 }  // namespace
+
+// Threads made with pthread_create get their init events before their first instruction, since
+// in the patch stage their SVE words may never trap.
+struct thread_start {
+    void* (*fn)(void*);
+    void* arg;
+};
+
+static void* start_thread(void* p) {
+    thread_start st = *static_cast<thread_start*>(p);
+    free(p);
+    if (!this_thread.initialised) thread_init(&this_thread);
+    return st.fn(st.arg);
+}
 
 // ---- The interface -------------------------------------------------------------------------
 
@@ -614,4 +751,16 @@ void host_run_thread_events(void* drcontext, bool init) {
     } else {
         for (int i = 0; i < n_thread_exit; i++) thread_exit_events[i](t);
     }
+}
+
+extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attr, void* (*fn)(void*), void* arg) {
+    typedef int (*create_t)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+    static create_t next = reinterpret_cast<create_t>(dlsym(RTLD_NEXT, "pthread_create"));
+    if (!client_loaded) return next(thread, attr, fn, arg);
+    auto* st = static_cast<thread_start*>(malloc(sizeof(thread_start)));
+    if (!st) return EAGAIN;
+    *st = {fn, arg};
+    int rc = next(thread, attr, start_thread, st);
+    if (rc != 0) free(st);
+    return rc;
 }

@@ -264,11 +264,16 @@ TEST_F(Client, EmulateInstructionPassesSlotsAndReportsFailure) {
     EXPECT_EQ(err, want);
 }
 
-// Start-up in a child process, which ends with status 0 if dr_client_main returns.
-void start_with(std::vector<const char*> args) {
+// Start-up in a child process of a death test.
+void start_client(std::vector<const char*> args) {
     setenv("SVE_TRACE_FILE", "/dev/null", 1);
     args.insert(args.begin(), "libmemtrace_sve_640.so");
     dr_client_main(0, int(args.size()), args.data());
+}
+
+// Ends with status 0 if dr_client_main returns.
+void start_with(std::vector<const char*> args) {
+    start_client(std::move(args));
     _exit(0);
 }
 
@@ -295,9 +300,7 @@ TEST(ClientFatal, StolenRegisterOtherThanX28) {
     GTEST_FLAG_SET(death_test_style, "fast");
     EXPECT_EXIT(
         {
-            setenv("SVE_TRACE_FILE", "/dev/null", 1);
-            const char* argv[] = {"c"};
-            dr_client_main(0, 1, argv);
+            start_client({});
             host_set_stolen_reg(DR_REG_X18);
             uint32_t w[] = {ADD_Z5_B_3};
             instrlist_t* bb = host_build_block(host_thread_context(), w, fake_pc(0), 1);
@@ -312,9 +315,7 @@ TEST(ClientFatal, ThreadExitWithoutRecord) {
     GTEST_FLAG_SET(death_test_style, "fast");
     EXPECT_EXIT(
         {
-            setenv("SVE_TRACE_FILE", "/dev/null", 1);
-            const char* argv[] = {"c"};
-            dr_client_main(0, 1, argv);
+            start_client({});
             host_thread fresh = {};
             host_run_thread_events(&fresh, false);
             _exit(0);
