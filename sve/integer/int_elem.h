@@ -240,10 +240,22 @@ struct op_copy {
 };
 
 // Multiply-add: d is the old destination, a and b the other two operands in handle order.
-struct op_mla { template <class T> static T f(T d, T a, T b) { return T(zx(d) + zx(wrap_mul(a, b))); } };
-struct op_mls { template <class T> static T f(T d, T a, T b) { return T(zx(d) - zx(wrap_mul(a, b))); } };
-struct op_mad { template <class T> static T f(T d, T a, T b) { return T(zx(b) + zx(wrap_mul(d, a))); } };
-struct op_msb { template <class T> static T f(T d, T a, T b) { return T(zx(b) - zx(wrap_mul(d, a))); } };
+struct op_mla {
+    template <class T> static T f(T d, T a, T b) { return T(zx(d) + zx(wrap_mul(a, b))); }
+    template <class V> static V vec(V d, V a, V b) { return d + a * b; }
+};
+struct op_mls {
+    template <class T> static T f(T d, T a, T b) { return T(zx(d) - zx(wrap_mul(a, b))); }
+    template <class V> static V vec(V d, V a, V b) { return d - a * b; }
+};
+struct op_mad {
+    template <class T> static T f(T d, T a, T b) { return T(zx(b) + zx(wrap_mul(d, a))); }
+    template <class V> static V vec(V d, V a, V b) { return b + d * a; }
+};
+struct op_msb {
+    template <class T> static T f(T d, T a, T b) { return T(zx(b) - zx(wrap_mul(d, a))); }
+    template <class V> static V vec(V d, V a, V b) { return b - d * a; }
+};
 
 // Comparisons: of elements widened to 64 bits by signedness, or lane-wise of vectors (a mask).
 struct cmp_eq { template <class V> static auto f(V a, V b) { return a == b; } };

@@ -114,9 +114,11 @@ template <class OP>
 aarch64_decode_rc zpzz(cpu_state* s, zr zd, pr pg, zr za, zr zb) {
     on_size<false>(zsize(zd), [&](auto t) {
         typedef decltype(t) T;
+        typedef typename vec_of<T>::type V;
         const uint8_t* a = s->z[za.num];
         const uint8_t* b = s->z[zb.num];
-        merge_into<T>(s->z[zd.num], s->p[pg.num], [a, b](int e, T d) { return OP::template f<T>(d, ld<T>(a, e), ld<T>(b, e)); });
+        merge_chunks<T>(s->z[zd.num], s->p[pg.num],
+                        [a, b](int c, V d) { return OP::vec(d, vload<V>(a + 16 * c), vload<V>(b + 16 * c)); });
     });
     return RC_DONE;
 }
