@@ -240,22 +240,21 @@ struct op_copy {
 };
 
 // Multiply-add: d is the old destination, a and b the other two operands in handle order.
-struct op_mla {
-    template <class T> static T f(T d, T a, T b) { return T(zx(d) + zx(wrap_mul(a, b))); }
-    template <class V> static V vec(V d, V a, V b) { return d + a * b; }
+template <bool SUBTRACT, bool INTO_D>
+struct op_muladd {
+    template <class T> static T f(T d, T a, T b) {
+        uint64_t acc = zx(INTO_D ? d : b), prod = zx(INTO_D ? wrap_mul(a, b) : wrap_mul(d, a));
+        return T(SUBTRACT ? acc - prod : acc + prod);
+    }
+    template <class V> static V vec(V d, V a, V b) {
+        V acc = INTO_D ? d : b, prod = INTO_D ? a * b : d * a;
+        return SUBTRACT ? acc - prod : acc + prod;
+    }
 };
-struct op_mls {
-    template <class T> static T f(T d, T a, T b) { return T(zx(d) - zx(wrap_mul(a, b))); }
-    template <class V> static V vec(V d, V a, V b) { return d - a * b; }
-};
-struct op_mad {
-    template <class T> static T f(T d, T a, T b) { return T(zx(b) + zx(wrap_mul(d, a))); }
-    template <class V> static V vec(V d, V a, V b) { return b + d * a; }
-};
-struct op_msb {
-    template <class T> static T f(T d, T a, T b) { return T(zx(b) - zx(wrap_mul(d, a))); }
-    template <class V> static V vec(V d, V a, V b) { return b - d * a; }
-};
+using op_mla = op_muladd<false, true>;   // d + a * b
+using op_mls = op_muladd<true, true>;    // d - a * b
+using op_mad = op_muladd<false, false>;  // b + d * a
+using op_msb = op_muladd<true, false>;   // b - d * a
 
 // Comparisons: of elements widened to 64 bits by signedness, or lane-wise of vectors (a mask).
 struct cmp_eq { template <class V> static auto f(V a, V b) { return a == b; } };
