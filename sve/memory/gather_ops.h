@@ -227,3 +227,136 @@ using gf_scatter_zprz = sf::gform<sf::DNone, sf::Z<0>, sf::P<10, 3, PQ_BARE>, sf
 SVE_GATHER_LOADS(SVE_DECLARE_GATHER)
 SVE_SCATTER_STORES(SVE_DECLARE_SCATTER)
 SVE_FIRST_FAULT_GATHERS(SVE_DECLARE_FIRST_FAULT_GATHER)
+
+// Structure loads and stores (ld2..ld4, st2..st4): N registers from Zt, wrapping after z31, and
+// N elements side by side in memory for each lane. The operations are wrappers of two templates
+// whose last argument is an offset in elements from Xn.
+template <class T, class U, int N>
+aarch64_decode_rc sve_ldN_zpri(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn,
+                               int64_t offset);
+template <class T, class U, int N>
+aarch64_decode_rc sve_stN_zpri(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn,
+                               int64_t offset);
+
+// N vectors as one value of the generic tier.
+template <int N>
+struct VecList {
+    VecV v[N];
+};
+
+namespace sf {
+// The register list Zt, Zt+1, ... Zt+N-1 (mod 32), as a source and as a destination.
+template <int LO, int N>
+struct ZList {
+    template <int ESZ> static VecList<N> gget(const cpu_state* s, uint32_t w) {
+        VecList<N> l;
+        for (int r = 0; r < N; r++) l.v[r] = load_vec(s, (fld(w, LO, 5) + r) % 32);
+        return l;
+    }
+};
+template <int LO, int N>
+struct DZList {
+    template <int ESZ> static void put(cpu_state* s, uint32_t w, const VecList<N>& l) {
+        for (int r = 0; r < N; r++) store_vec(s, (fld(w, LO, 5) + r) % 32, l.v[r]);
+    }
+};
+}  // namespace sf
+
+#define SVE_STRUCTURE_FORMS(N)                                                                                   \
+    using gf_ld##N##_zpri = sf::gform<sf::DZList<0, N>, sf::P<10, 3, PQ_Z>, sf::Rsp<5>, sf::SImm<16, 4>>;         \
+    using gf_ld##N##_zprr = sf::gform<sf::DZList<0, N>, sf::P<10, 3, PQ_Z>, sf::Rsp<5>, sf::R<16>>;               \
+    using gf_st##N##_zpri = sf::gform<sf::DNone, sf::ZList<0, N>, sf::P<10, 3, PQ_BARE>, sf::Rsp<5>, sf::SImm<16, 4>>; \
+    using gf_st##N##_zprr = sf::gform<sf::DNone, sf::ZList<0, N>, sf::P<10, 3, PQ_BARE>, sf::Rsp<5>, sf::R<16>>;
+SVE_STRUCTURE_FORMS(2)
+SVE_STRUCTURE_FORMS(3)
+SVE_STRUCTURE_FORMS(4)
+
+// X(N, mnemonic letter, stem prefix, element bytes, element type).
+#define SVE_STRUCTURES(X)                                                                                \
+    X(2, b, VecU8, 1, signed char) X(2, h, VecU16, 2, short) X(2, w, VecU32, 4, int) X(2, d, VecU64, 8, long) \
+    X(3, b, VecU8, 1, signed char) X(3, h, VecU16, 2, short) X(3, w, VecU32, 4, int) X(3, d, VecU64, 8, long) \
+    X(4, b, VecU8, 1, signed char) X(4, h, VecU16, 2, short) X(4, w, VecU32, 4, int) X(4, d, VecU64, 8, long)
+
+#define SVE_DECLARE_STRUCTURE(N, m, pre, n, T)                                                                  \
+    aarch64_decode_rc sve_ld##N##m##_zpri(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn, \
+                                          int imm);                                                              \
+    aarch64_decode_rc sve_ld##N##m##_scaled_zprr(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg,                \
+                                                 aarch64_i_rsp_reg xn, aarch64_i_reg xm);                        \
+    aarch64_decode_rc sve_st##N##m##_zpri(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn, \
+                                          int imm);                                                              \
+    aarch64_decode_rc sve_st##N##m##_scaled_zprr(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg,                \
+                                                 aarch64_i_rsp_reg xn, aarch64_i_reg xm);                        \
+    VecList<N> pre##E##N##Load##n##SIZ(PredV pg, uint64_t xn, int64_t imm, CpuContext* c);                       \
+    VecList<N> pre##E##N##Load##n##LSSZ(PredV pg, uint64_t xn, uint64_t xm, CpuContext* c);                      \
+    void pre##E##N##Store##n##SIZ(VecList<N> zt, PredV pg, uint64_t xn, int64_t imm, CpuContext* c);             \
+    void pre##E##N##Store##n##LSSZ(VecList<N> zt, PredV pg, uint64_t xn, uint64_t xm, CpuContext* c);
+SVE_STRUCTURES(SVE_DECLARE_STRUCTURE)
+
+// Non-fault loads: X(mnemonic, stem, memory element, register element).
+#define SVE_NONFAULT_LOADS(X)                            \
+    X(ldnf1b, VecU8CLoadNF1SIZ, uint8_t, uint8_t)        \
+    X(ldnf1b_h, VecU16CLoadNF1SIZ, uint8_t, uint16_t)    \
+    X(ldnf1b_s, VecU32CLoadNF1SIZ, uint8_t, uint32_t)    \
+    X(ldnf1b_d, VecU64CLoadNF1SIZ, uint8_t, uint64_t)    \
+    X(ldnf1h, VecU16CLoadNF2SIZ, uint16_t, uint16_t)     \
+    X(ldnf1h_s, VecU32CLoadNF2SIZ, uint16_t, uint32_t)   \
+    X(ldnf1h_d, VecU64CLoadNF2SIZ, uint16_t, uint64_t)   \
+    X(ldnf1w, VecU32CLoadNF4SIZ, uint32_t, uint32_t)     \
+    X(ldnf1w_d, VecU64CLoadNF4SIZ, uint32_t, uint64_t)   \
+    X(ldnf1d, VecU64CLoadNF8SIZ, uint64_t, uint64_t)     \
+    X(ldnf1sb_h, VecS16CLoadNF1SIZ, int8_t, uint16_t)    \
+    X(ldnf1sb_s, VecS32CLoadNF1SIZ, int8_t, uint32_t)    \
+    X(ldnf1sb_d, VecS64CLoadNF1SIZ, int8_t, uint64_t)    \
+    X(ldnf1sh_s, VecS32CLoadNF2SIZ, int16_t, uint32_t)   \
+    X(ldnf1sh_d, VecS64CLoadNF2SIZ, int16_t, uint64_t)   \
+    X(ldnf1sw_d, VecS64CLoadNF4SIZ, int32_t, uint64_t)
+
+// First-fault contiguous loads with a specialised operation: X(mnemonic, stem, memory, register).
+#define SVE_FIRST_FAULT_SPECIALISED(X)                     \
+    X(ldff1b, VecU8CLoadFF1LSSZ, uint8_t, uint8_t)         \
+    X(ldff1b_h, VecU16CLoadFF1LSSZ, uint8_t, uint16_t)     \
+    X(ldff1b_s, VecU32CLoadFF1LSSZ, uint8_t, uint32_t)     \
+    X(ldff1b_d, VecU64CLoadFF1LSSZ, uint8_t, uint64_t)     \
+    X(ldff1w, VecU32CLoadFF4LSSZ, uint32_t, uint32_t)      \
+    X(ldff1w_d, VecU64CLoadFF4LSSZ, uint32_t, uint64_t)    \
+    X(ldff1d, VecU64CLoadFF8LSSZ, uint64_t, uint64_t)
+// ... and those of the generic tier only: X(stem, memory, register).
+#define SVE_FIRST_FAULT_GENERIC(X)              \
+    X(VecU16CLoadFF2LSSZ, uint16_t, uint16_t)   \
+    X(VecU32CLoadFF2LSSZ, uint16_t, uint32_t)   \
+    X(VecU64CLoadFF2LSSZ, uint16_t, uint64_t)   \
+    X(VecS16CLoadFF1LSSZ, int8_t, uint16_t)     \
+    X(VecS32CLoadFF1LSSZ, int8_t, uint32_t)     \
+    X(VecS64CLoadFF1LSSZ, int8_t, uint64_t)     \
+    X(VecS32CLoadFF2LSSZ, int16_t, uint32_t)    \
+    X(VecS64CLoadFF2LSSZ, int16_t, uint64_t)    \
+    X(VecS64CLoadFF4LSSZ, int32_t, uint64_t)
+
+// The generic non-fault load also takes the old destination: lanes that cannot be read keep it.
+using gf_ldnf_zpri = sf::gform<sf::DZ<0>, sf::Z<0>, sf::P<10, 3, PQ_Z>, sf::Rsp<5>, sf::SImm<16, 4>>;
+
+#define SVE_DECLARE_NONFAULT(mn, stem, T, U)                                                                       \
+    aarch64_decode_rc sve_##mn##_zpri(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn, int imm); \
+    VecV stem(VecV zt, PredV pg, uint64_t xn, int64_t imm, CpuContext* c);
+#define SVE_DECLARE_FIRST_FAULT(mn, stem, T, U)                                                        \
+    aarch64_decode_rc sve_##mn##_scaled_zprr(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg,         \
+                                             aarch64_i_rsp_reg xn, aarch64_i_reg xm);                  \
+    VecV stem(PredV pg, uint64_t xn, uint64_t xm, CpuContext* c);
+#define SVE_DECLARE_FIRST_FAULT_GENERIC(stem, T, U) VecV stem(PredV pg, uint64_t xn, uint64_t xm, CpuContext* c);
+SVE_NONFAULT_LOADS(SVE_DECLARE_NONFAULT)
+SVE_FIRST_FAULT_SPECIALISED(SVE_DECLARE_FIRST_FAULT)
+SVE_FIRST_FAULT_GENERIC(SVE_DECLARE_FIRST_FAULT_GENERIC)
+
+// FFR: setffr, wrffr Pn (Pn 8:5), rdffr Pd (Pd 3:0).
+using sf_setffr = sf::sform<>;
+using gf_setffr = sf::gform<sf::DNone>;
+using sf_wrffr = sf::sform<sf::P<5, 4, PQ_B>>;
+using gf_wrffr = sf::gform<sf::DNone, sf::P<5, 4, PQ_B>>;
+using sf_rdffr_p = sf::sform<sf::P<0, 4, PQ_B>>;
+using gf_rdffr_p = sf::gform<sf::DP<0>>;
+aarch64_decode_rc sve_setffr(cpu_state* s);
+aarch64_decode_rc sve_wrffr_p(cpu_state* s, aarch64_p_reg pn);
+aarch64_decode_rc sve_rdffr_p(cpu_state* s, aarch64_p_reg pd);
+void VecPClearFFSR(CpuContext* c);
+void VecPWriteFFSRP(PredV pn, CpuContext* c);
+PredV VecPReadFFSRP(CpuContext* c);

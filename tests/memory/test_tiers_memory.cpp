@@ -63,5 +63,5 @@ TEST(MemoryTiers, SpecialisedAndGenericAgreeOnABuffer) {
                 << row.name << " memory, word " << std::hex << w;
         }
     }
-    EXPECT_EQ(rows, 88);  // 68 contiguous, 16 replicate, 4 fill and spill
+    EXPECT_EQ(rows, 159);  // 68 contiguous, 16 replicate, 4 fill and spill, 48 structure, 16 non-fault, 7 first-fault
 }
