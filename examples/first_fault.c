@@ -9,36 +9,25 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-// strlen with first-fault loads: the vector may run past the end of the string into the guard
-// page; only the lanes that FFR says were loaded count.
-__attribute__((noinline)) size_t strlen_ff(const char* s) {
-    const uint8_t* p = (const uint8_t*)s;
-    svbool_t all = svptrue_b8();
-    size_t i = 0;
-    for (;;) {
-        svsetffr();
-        svuint8_t v = svldff1_u8(all, p + i);
-        svbool_t loaded = svrdffr_z(all);
-        svbool_t nul = svcmpeq_n_u8(loaded, v, 0);
-        if (svptest_any(loaded, nul)) return i + svcntp_b8(loaded, svbrkb_z(loaded, nul));
-        i += svcntp_b8(all, loaded);
+// strlen with first-fault (svldff1) or non-fault (svldnf1) loads: the vector may run past the
+// end of the string into the guard page; only the lanes that FFR says were loaded count. A
+// non-fault load may fail even on its first lane, a first-fault load only after it.
+#define STRLEN_BY(name, load)                                                               \
+    __attribute__((noinline)) size_t name(const char* s) {                                  \
+        const uint8_t* p = (const uint8_t*)s;                                               \
+        svbool_t all = svptrue_b8();                                                        \
+        size_t i = 0;                                                                       \
+        for (;;) {                                                                          \
+            svsetffr();                                                                     \
+            svuint8_t v = load(all, p + i);                                                 \
+            svbool_t loaded = svrdffr_z(all);                                               \
+            svbool_t nul = svcmpeq_n_u8(loaded, v, 0);                                      \
+            if (svptest_any(loaded, nul)) return i + svcntp_b8(loaded, svbrkb_z(loaded, nul)); \
+            i += svcntp_b8(all, loaded);                                                    \
+        }                                                                                   \
     }
-}
-
-// The same with non-fault loads, which may fail even on their first lane.
-__attribute__((noinline)) size_t strlen_nf(const char* s) {
-    const uint8_t* p = (const uint8_t*)s;
-    svbool_t all = svptrue_b8();
-    size_t i = 0;
-    for (;;) {
-        svsetffr();
-        svuint8_t v = svldnf1_u8(all, p + i);
-        svbool_t loaded = svrdffr_z(all);
-        svbool_t nul = svcmpeq_n_u8(loaded, v, 0);
-        if (svptest_any(loaded, nul)) return i + svcntp_b8(loaded, svbrkb_z(loaded, nul));
-        i += svcntp_b8(all, loaded);
-    }
-}
+STRLEN_BY(strlen_ff, svldff1_u8)
+STRLEN_BY(strlen_nf, svldnf1_u8)
 
 // How many lanes of one first-fault load from `p` were loaded.
 __attribute__((noinline)) uint64_t ff_lanes_u32(const uint32_t* p, uint32_t* sum) {

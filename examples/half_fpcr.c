@@ -8,6 +8,8 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "fp_util.h"
+
 #define N 50
 
 static __fp16 a[N], b[N], r_div[N], r_mul[N], r_fma[N];
@@ -21,16 +23,6 @@ __attribute__((noinline)) void kernels(void) {
         svst1_f16(pg, (float16_t*)r_mul + i, svmul_f16_x(pg, x, svdup_n_f16(0.0001f)));
         svst1_f16(pg, (float16_t*)r_fma + i, svmla_f16_x(pg, y, x, x));
     }
-}
-
-static uint64_t fpcr_read(void) { uint64_t v; __asm__ volatile("mrs %0, fpcr" : "=r"(v)); return v; }
-static void fpcr_write(uint64_t v) { __asm__ volatile("msr fpcr, %0" :: "r"(v)); }
-
-static uint32_t hash(const void* p, size_t n) {
-    const unsigned char* s = p;
-    uint32_t h = 2166136261u;
-    for (size_t i = 0; i < n; i++) h = (h ^ s[i]) * 16777619u;
-    return h;
 }
 
 // Half-precision scalar arithmetic and conversions from integers need FEAT_FP16, which a processor
