@@ -32,7 +32,7 @@ constexpr uint32_t LD1W_S = 0xa540a041;    // ld1w {z1.s}, p0/z, [x2]
 constexpr uint32_t ROI_START = 0x2520E020 + 7, ROI_STOP = 0x2520E040 + 7;
 
 constexpr int THREADS = 8;
-constexpr int ITERATIONS = 300;
+constexpr int ITERATIONS = 1000;
 
 struct thread_report {
     uint32_t tid = 0;
