@@ -259,8 +259,8 @@ int cmd_summary(const context& c, const options& opt) {
     size_t shown = opt.top > 0 ? std::min(pcs.size(), size_t(opt.top)) : pcs.size();
     std::fprintf(o, "\ninstructions by traffic (%zu of %zu)", shown, pcs.size());
     if (bias) std::fprintf(o, ", %s loaded at 0x%" PRIx64, opt.binary.c_str(), bias);
-    std::fprintf(o, "\n  %-18s  %10s  %14s  %14s  %s\n", "pc", "records", "read bytes", "written bytes",
-                 opt.binary.empty() ? "" : "function");
+    std::fprintf(o, "\n  %-18s  %10s  %14s  %14s%s\n", "pc", "records", "read bytes", "written bytes",
+                 opt.binary.empty() ? "" : "  function");
     for (size_t i = 0; i < shown; i++) {
         const auto& [pc, t] = pcs[i];
         std::fprintf(o, "  0x%016" PRIx64 "  %10" PRIu64 "  %14" PRIu64 "  %14" PRIu64, pc, t.records, t.read_bytes,

@@ -93,6 +93,7 @@ bool open_trace(trace_stream& s, const char* path, std::string& error) {
 }
 
 bool rewind_trace(trace_stream& s, std::string& error) {
+    if (!s.started) return true;  // still at the first record: a pipe can be read once
     if (std::fseek(s.file, long(s.header.header_bytes), SEEK_SET) != 0) {
         error = "cannot read the file twice (not a regular file?)";
         return false;
@@ -103,6 +104,7 @@ bool rewind_trace(trace_stream& s, std::string& error) {
 }
 
 size_t read_chunk(trace_stream& s, std::string& error) {
+    s.started = true;
     size_t bytes = std::fread(s.chunk, 1, sizeof s.chunk, s.file);
     size_t n = bytes / sizeof(sve_mem_ref_t);
     if (bytes % sizeof(sve_mem_ref_t) != 0 && std::feof(s.file)) {

@@ -23,6 +23,7 @@ struct trace_stream {
     uint64_t file_bytes = 0;     // 0 when the size is unknown (a pipe)
     uint64_t records = 0;        // whole records in the file, when the size is known
     uint64_t records_read = 0;   // records handed out so far
+    bool started = false;        // a chunk has been read since the header
     bool progress = false;       // show a progress line on stderr
     int last_percent = -1;
     sve_mem_ref_t chunk[4096];
