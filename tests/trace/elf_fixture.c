@@ -15,3 +15,14 @@ int main(int argc, char **argv) {
     printf("%ld\n", known_function(v, 4) + another_function(argc));
     return 0;
 }
+
+/* Three SVE words at known offsets (0, 4, 8): ld1d z0, ld1d z1, st1d z1, then ret. */
+__asm__(".text\n"
+        ".global sve_kernel\n"
+        ".type sve_kernel, %function\n"
+        "sve_kernel:\n"
+        ".inst 0xa5e24000\n"
+        ".inst 0xa5e24021\n"
+        ".inst 0xe5e24021\n"
+        "ret\n"
+        ".size sve_kernel, .-sve_kernel\n");

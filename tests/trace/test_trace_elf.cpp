@@ -47,12 +47,12 @@ TEST(TraceElf, AddressesResolveAsNmSays) {
     for (const char* leaf : {"elf_fixed", "elf_pie"}) {
         std::string path = std::string(TRACE_FIXTURES) + "/" + leaf;
         std::map<std::string, nm_symbol> nm = read_nm(path + ".nm");
-        ASSERT_TRUE(nm.count("known_function") && nm.count("another_function") && nm.count("main")) << leaf;
+        ASSERT_TRUE(nm.count("known_function") && nm.count("another_function") && nm.count("sve_kernel")) << leaf;
         elf_symbols syms;
         std::string error;
         ASSERT_TRUE(load_elf_symbols(path.c_str(), syms, error)) << error;
         EXPECT_EQ(syms.position_independent, std::string(leaf) == "elf_pie");
-        for (const char* fn : {"known_function", "another_function", "main"}) {
+        for (const char* fn : {"known_function", "another_function", "main", "sve_kernel"}) {
             const nm_symbol& s = nm[fn];
             ASSERT_GE(s.size, 8u) << fn;
             EXPECT_EQ(symbolize(syms, s.address), fn) << leaf;
@@ -67,6 +67,26 @@ TEST(TraceElf, AddressesResolveAsNmSays) {
     }
 }
 
+// A position-independent program is found where the loader put it: the traced addresses land
+// on the SVE words of sve_kernel only under the right bias.
+TEST(TraceElf, LoadBiasOfPositionIndependentProgram) {
+    std::string bin = std::string(TRACE_FIXTURES) + "/elf_pie";
+    std::map<std::string, nm_symbol> nm = read_nm(bin + ".nm");
+    elf_symbols syms;
+    std::string error;
+    ASSERT_TRUE(load_elf_symbols(bin.c_str(), syms, error)) << error;
+    EXPECT_TRUE(syms.aarch64);
+    const uint64_t k = nm["sve_kernel"].address;
+    for (uint64_t bias : {0x5500000000ull, 0xaaaaaaab0000ull, 0xffff80000000ull, 0x10000ull}) {
+        EXPECT_EQ(guess_load_bias(syms, {bias + k + 4, bias + k, bias + k + 8}), bias) << std::hex << bias;
+        EXPECT_EQ(guess_load_bias(syms, {bias + k + 8}), bias) << std::hex << bias;
+    }
+    // A program linked at a fixed address is never moved.
+    elf_symbols fixed;
+    ASSERT_TRUE(load_elf_symbols((std::string(TRACE_FIXTURES) + "/elf_fixed").c_str(), fixed, error));
+    EXPECT_EQ(guess_load_bias(fixed, {0x5500000000ull + k}), 0u);
+}
+
 // The summary names the function of each instruction address, for a program linked at a fixed
 // address and for a position-independent one loaded elsewhere (guessed or given load address).
 TEST(TraceElf, SummaryNamesFunctions) {
@@ -78,19 +98,24 @@ TEST(TraceElf, SummaryNamesFunctions) {
     for (const run& u : runs) {
         std::string bin = std::string(TRACE_FIXTURES) + "/" + u.leaf;
         std::map<std::string, nm_symbol> nm = read_nm(bin + ".nm");
-        uint64_t k = nm["known_function"].address + u.bias, a = nm["another_function"].address + u.bias;
-        std::string path = write_file("elf.bin", trace_bytes({rec(1, 5, 1, 0x1000, 80, k + 8),
-                                                              rec(2, 5, 1, 0x2000, 40, k + 8),
-                                                              rec(3, 5, 0, 0x3000, 16, a)}));
+        uint64_t k = nm["sve_kernel"].address + u.bias;
+        std::string path = write_file("elf.bin", trace_bytes({rec(1, 5, 1, 0x1000, 80, k + 4),
+                                                              rec(2, 5, 1, 0x2000, 40, k + 4),
+                                                              rec(3, 5, 0, 0x3000, 16, k + 8),
+                                                              rec(4, 5, 1, 0x4000, 8, k)}));
         std::vector<std::string> args = {"summary", path, "--binary", bin};
         if (u.give_base) args.insert(args.end(), {"--base", std::to_string(u.bias)});
         run_result r = run_tool(args);
         ASSERT_EQ(r.status, 0) << r.err;
-        std::string kline = std::string(hex(k + 8)) + "           2             120               0  known_function+0x8";
-        std::string aline = std::string(hex(a)) + "           1               0              16  another_function";
-        EXPECT_NE(r.out.find(kline), std::string::npos) << u.leaf << "\n" << r.out;
-        EXPECT_NE(r.out.find(aline), std::string::npos) << u.leaf << "\n" << r.out;
-        EXPECT_LT(r.out.find(kline), r.out.find(aline)) << "sorted by traffic";
+        std::string line1 = std::string(hex(k + 4)) + "           2             120               0  sve_kernel+0x4";
+        std::string line2 = std::string(hex(k + 8)) + "           1               0              16  sve_kernel+0x8";
+        std::string line3 = std::string(hex(k)) + "           1               8               0  sve_kernel\n";
+        EXPECT_NE(r.out.find(line1), std::string::npos) << u.leaf << "\n" << r.out;
+        EXPECT_NE(r.out.find(line2), std::string::npos) << u.leaf << "\n" << r.out;
+        EXPECT_NE(r.out.find(line3), std::string::npos) << u.leaf << "\n" << r.out;
+        EXPECT_LT(r.out.find(line1), r.out.find(line2)) << "sorted by traffic";
+        EXPECT_LT(r.out.find(line2), r.out.find(line3)) << "sorted by traffic";
+        EXPECT_EQ(r.out.find("loaded at") != std::string::npos, u.bias != 0) << r.out;
         unlink(path.c_str());
     }
 }

@@ -10,7 +10,7 @@ namespace sve_trace {
 namespace {
 
 // The parts of the ELF64 structures used here, at their fixed offsets.
-constexpr uint16_t ET_DYN = 3;
+constexpr uint16_t ET_DYN = 3, EM_AARCH64 = 183;
 constexpr uint32_t PT_LOAD = 1, PF_X = 1;
 constexpr uint32_t SHT_SYMTAB = 2, SHT_DYNSYM = 11;
 constexpr uint8_t STT_FUNC = 2, STT_GNU_IFUNC = 10;
@@ -37,9 +37,11 @@ bool load_elf_symbols(const char* path, elf_symbols& out, std::string& error) {
         return false;
     }
     std::vector<uint8_t> b;
-    uint8_t buf[65536];
-    size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) b.insert(b.end(), buf, buf + n);
+    long size = std::fseek(f, 0, SEEK_END) == 0 ? std::ftell(f) : -1;
+    if (size > 0 && std::fseek(f, 0, SEEK_SET) == 0) {
+        b.resize(size_t(size));
+        b.resize(std::fread(b.data(), 1, b.size(), f));
+    }
     std::fclose(f);
     if (b.size() < 64 || std::memcmp(b.data(), "\x7f" "ELF", 4) != 0) {
         error = std::string(path) + ": not an ELF file";
@@ -51,6 +53,7 @@ bool load_elf_symbols(const char* path, elf_symbols& out, std::string& error) {
     }
     out = elf_symbols{};
     out.position_independent = get<uint16_t>(b, 16) == ET_DYN;
+    out.aarch64 = get<uint16_t>(b, 18) == EM_AARCH64;
 
     uint64_t phoff = get<uint64_t>(b, 32), shoff = get<uint64_t>(b, 40);
     uint16_t phentsize = get<uint16_t>(b, 54), phnum = get<uint16_t>(b, 56);
@@ -59,8 +62,14 @@ bool load_elf_symbols(const char* path, elf_symbols& out, std::string& error) {
     bool any_text = false;
     for (uint16_t i = 0; i < phnum && in_file(b, phoff + uint64_t(i) * phentsize, 56); i++) {
         uint64_t ph = phoff + uint64_t(i) * phentsize;
-        if (get<uint32_t>(b, ph) != PT_LOAD || !(get<uint32_t>(b, ph + 4) & PF_X)) continue;
+        if (get<uint32_t>(b, ph) != PT_LOAD) continue;
+        uint64_t align = get<uint64_t>(b, ph + 48);
+        if (align > out.load_align && (align & (align - 1)) == 0 && align <= (1ull << 30)) out.load_align = align;
+        if (!(get<uint32_t>(b, ph + 4) & PF_X)) continue;
+        uint64_t offset = get<uint64_t>(b, ph + 8), filesz = get<uint64_t>(b, ph + 32);
         uint64_t lo = get<uint64_t>(b, ph + 16), hi = lo + get<uint64_t>(b, ph + 40);
+        if (in_file(b, offset, filesz))
+            out.code.push_back({lo, std::vector<uint8_t>(b.begin() + long(offset), b.begin() + long(offset + filesz))});
         out.text_low = any_text ? std::min(out.text_low, lo) : lo;
         out.text_high = any_text ? std::max(out.text_high, hi) : hi;
         any_text = true;
@@ -122,23 +131,43 @@ std::string symbolize(const elf_symbols& syms, uint64_t a) {
     return s->name + off;
 }
 
+namespace {
+
+// Whether the linked address holds an instruction word of the SVE encoding space (bits 28:25
+// are 0010), where every traced instruction of an AArch64 program lies.
+bool on_sve_word(const elf_symbols& syms, uint64_t a) {
+    for (const elf_code& c : syms.code) {
+        if (a < c.address || a - c.address + 4 > c.bytes.size()) continue;
+        const uint8_t* p = c.bytes.data() + (a - c.address);
+        uint32_t w = uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24;
+        return (w >> 25 & 0xF) == 0x2;
+    }
+    return false;
+}
+
+}  // namespace
+
 uint64_t guess_load_bias(const elf_symbols& syms, const std::vector<uint64_t>& pcs) {
     if (!syms.position_independent || pcs.empty() || syms.text_high <= syms.text_low) return 0;
-    auto hits = [&](uint64_t bias) {
-        size_t n = 0;
-        for (uint64_t pc : pcs) n += pc >= bias && find_function(syms, pc - bias) != nullptr;
-        return n;
+    // Score: SVE words first, functions second.
+    auto score = [&](uint64_t bias) {
+        uint64_t sve = 0, in_function = 0;
+        for (uint64_t pc : pcs) {
+            if (pc < bias) continue;
+            sve += syms.aarch64 && on_sve_word(syms, pc - bias);
+            in_function += find_function(syms, pc - bias) != nullptr;
+        }
+        return sve << 32 | in_function;
     };
-    size_t best_hits = hits(0);
-    uint64_t best = 0;
-    // The lowest traced pc lies in the executable segments: try every page that puts it there.
-    constexpr uint64_t PAGE = 4096;
+    uint64_t best = 0, best_score = score(0);
+    // The lowest traced pc lies in the executable segments: try every aligned bias that puts it there.
+    const uint64_t step = syms.load_align;
     uint64_t low = *std::min_element(pcs.begin(), pcs.end());
     uint64_t first = low - std::min(low, syms.text_high), last = low - std::min(low, syms.text_low);
-    first &= ~(PAGE - 1);
-    for (uint64_t bias = first; bias <= last && bias - first < (64ull << 20); bias += PAGE) {
-        size_t h = hits(bias);
-        if (h > best_hits) best_hits = h, best = bias;
+    first &= ~(step - 1);
+    for (uint64_t bias = first; bias <= last && (bias - first) / step < 65536; bias += step) {
+        uint64_t sc = score(bias);
+        if (sc > best_score) best_score = sc, best = bias;
     }
     return best;
 }
