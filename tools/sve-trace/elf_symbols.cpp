@@ -1,8 +1,11 @@
 #include "tools/sve-trace/elf_symbols.h"
 
+#include <cxxabi.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace sve_trace {
@@ -22,6 +25,16 @@ T get(const std::vector<uint8_t>& b, uint64_t off) {
     uint64_t x = 0;
     for (size_t i = 0; i < sizeof(T) && off + i < b.size(); i++) x |= uint64_t(b[off + i]) << (8 * i);
     return T(x);
+}
+
+// C++ names as the programmer wrote them; anything else unchanged.
+std::string demangle(const std::string& name) {
+    if (name.rfind("_Z", 0) != 0) return name;
+    int status = 0;
+    char* d = abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status);
+    std::string r = status == 0 && d ? d : name;
+    std::free(d);
+    return r;
 }
 
 bool in_file(const std::vector<uint8_t>& b, uint64_t off, uint64_t len) {
@@ -95,7 +108,7 @@ bool load_elf_symbols(const char* path, elf_symbols& out, std::string& error) {
             if ((kind != STT_FUNC && kind != STT_GNU_IFUNC) || shndx == SHN_UNDEF || name >= strsize) continue;
             const char* s = reinterpret_cast<const char*>(b.data() + stroff + name);
             size_t len = strnlen(s, strsize - name);
-            out.functions.push_back({value, sz, std::string(s, len)});
+            out.functions.push_back({value, sz, demangle(std::string(s, len))});
         }
     }
     std::sort(out.functions.begin(), out.functions.end(), [](const elf_symbol& x, const elf_symbol& y) {
