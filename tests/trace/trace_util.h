@@ -14,15 +14,7 @@ namespace trace_test {
 // A memory record (type 1 read, 0 write) or a marker.
 inline sve_mem_ref_t rec(uint64_t count, uint32_t thread, int type, uint64_t address, uint64_t size, uint64_t pc,
                          uint32_t flags = 0) {
-    sve_mem_ref_t r{};
-    r.count = count;
-    r.thread_id = thread;
-    r.flags = flags;
-    r.type = memaccess_type_t(type);
-    r.size = size;
-    r.address = address;
-    r.pc = pc;
-    return r;
+    return {count, thread, flags, memaccess_type_t(type), {}, size, address, pc};
 }
 inline sve_mem_ref_t start(uint64_t count) { return rec(count, roi_start_id, 0, 0, 0, 0); }
 inline sve_mem_ref_t stop(uint64_t count) { return rec(count, roi_stop_id, 0, 0, 0, 0); }
