@@ -16,7 +16,9 @@ int main(int argc, char **argv) {
     return 0;
 }
 
-/* Three SVE words at known offsets (0, 4, 8): ld1d z0, ld1d z1, st1d z1, then ret. */
+/* Three SVE words at known offsets (0, 4, 8): ld1d z0, ld1d z1, st1d z1, then ret; then a
+ * function of 128 KiB of nops, so that addresses moved by the loader's alignment (64 KiB) also
+ * land inside a function and only the instruction words tell the right load address. */
 __asm__(".text\n"
         ".global sve_kernel\n"
         ".type sve_kernel, %function\n"
@@ -25,4 +27,12 @@ __asm__(".text\n"
         ".inst 0xa5e24021\n"
         ".inst 0xe5e24021\n"
         "ret\n"
-        ".size sve_kernel, .-sve_kernel\n");
+        ".size sve_kernel, .-sve_kernel\n"
+        ".global nop_slide\n"
+        ".type nop_slide, %function\n"
+        "nop_slide:\n"
+        ".rept 32768\n"
+        "nop\n"
+        ".endr\n"
+        "ret\n"
+        ".size nop_slide, .-nop_slide\n");
