@@ -1,0 +1,45 @@
+// Streaming access to a trace file of libmemtrace_sve_utils: the header is checked once, then
+// the records come in chunks, so memory stays constant however long the trace.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include "companion/trace_file.h"
+
+namespace sve_trace {
+
+// A marker record has one of these thread ids and no memory access.
+inline bool is_start(const sve_mem_ref_t& r) { return r.thread_id == roi_start_id; }
+inline bool is_stop(const sve_mem_ref_t& r) { return r.thread_id == roi_stop_id; }
+inline bool is_marker(const sve_mem_ref_t& r) { return is_start(r) || is_stop(r); }
+
+struct trace_stream {
+    FILE* file = nullptr;
+    std::string path;
+    sve_trace_header header{};
+    std::string app_name;
+    uint64_t file_bytes = 0;     // 0 when the size is unknown (a pipe)
+    uint64_t records = 0;        // whole records in the file, when the size is known
+    uint64_t records_read = 0;   // records handed out so far
+    bool started = false;        // a chunk has been read since the header
+    bool progress = false;       // show a progress line on stderr
+    int last_percent = -1;
+    sve_mem_ref_t chunk[4096];
+};
+
+// Opens and checks the file. False with a one-line `error` (without the program name) when it
+// is missing, empty, truncated or not a trace of the version this tool reads.
+bool open_trace(trace_stream& s, const char* path, std::string& error);
+
+// Goes back to the first record for another pass.
+bool rewind_trace(trace_stream& s, std::string& error);
+
+// Reads up to the size of `chunk` records; returns how many, 0 at the end. A partial record at
+// the end of a stream whose size was not known beforehand sets `error` and returns 0.
+size_t read_chunk(trace_stream& s, std::string& error);
+
+void close_trace(trace_stream& s);
+
+}  // namespace sve_trace
