@@ -3,6 +3,7 @@
 
 #include "sve/core/simd.h"
 #include "sve/integer/ops.h"
+#include "sve/memory/trace.h"
 
 namespace {
 
@@ -15,18 +16,11 @@ void add_imm(uint8_t* dst, const uint8_t* src, T imm) {
     std::memcpy(dst, tmp, SVE_VL_BYTES);
 }
 
-template <class T>
-VecV add_imm_generic(const VecV& zdn, uint64_t imm, const CpuContext* c) {
-    VecV r;
-    uint32_t n = elem_count(c, sizeof(T) * 8);
-    for (uint32_t e = 0; e < n; e++) vset<T>(r, e, T(vget<T>(zdn, e) + T(imm)));
-    return r;
-}
-
 }  // namespace
 
 aarch64_decode_rc sve_add_zi(cpu_state* s, aarch64_z_reg zdn, uint64_t imm) {
     uint8_t* z = s->z[zdn.num];
+    if (zdn.tied_qual[0] == ES_BYTE) memtrace_check_marker(imm);  // region-of-interest markers
     switch (zdn.tied_qual[0]) {
     case ES_BYTE: add_imm<uint8_t>(z, z, uint8_t(imm)); break;
     case ES_HALF: add_imm<uint16_t>(z, z, uint16_t(imm)); break;
@@ -35,8 +29,3 @@ aarch64_decode_rc sve_add_zi(cpu_state* s, aarch64_z_reg zdn, uint64_t imm) {
     }
     return RC_DONE;
 }
-
-VecV VecU8AddVIX(VecV zdn, uint64_t imm, CpuContext* c) { return add_imm_generic<uint8_t>(zdn, imm, c); }
-VecV VecU16AddVIX(VecV zdn, uint64_t imm, CpuContext* c) { return add_imm_generic<uint16_t>(zdn, imm, c); }
-VecV VecU32AddVIX(VecV zdn, uint64_t imm, CpuContext* c) { return add_imm_generic<uint32_t>(zdn, imm, c); }
-VecV VecU64AddVIX(VecV zdn, uint64_t imm, CpuContext* c) { return add_imm_generic<uint64_t>(zdn, imm, c); }

@@ -1,0 +1,91 @@
+// Element loops of both tiers. A result is always built in a local value (generic) or an 80-byte
+// temporary (specialised) from unchanged operands, so any destination may also be a source.
+#pragma once
+
+#include <cstring>
+
+#include "sve/core/generic.h"
+#include "sve/fp/vector/elem_ops.h"
+
+// ---- generic tier ----
+
+// Result with fn(e) for every element e of C-sized containers.
+template <class C, class Fn>
+inline VecV gen_each(const CpuContext* c, Fn&& fn) {
+    VecV r;
+    uint32_t n = elem_count(c, sizeof(C) * 8);
+    for (uint32_t e = 0; e < n; e++) vset<C>(r, e, fn(e));
+    return r;
+}
+
+// Merging: fn(e) for active elements, the old element for inactive ones.
+template <class C, class Fn>
+inline VecV gen_merge(const VecV& old, const PredV& pg, const CpuContext* c, Fn&& fn) {
+    return gen_each<C>(c, [&](uint32_t e) -> C {
+        return pred_active(pg, e, sizeof(C) * 8) ? C(fn(e)) : vget<C>(old, e);
+    });
+}
+
+// Predicate result: bit e*size for each active element where fn(e) holds, other bits clear.
+template <class C, class Fn>
+inline PredV gen_pred_result(const PredV& pg, const CpuContext* c, Fn&& fn) {
+    PredV r = {{0, 0, 0, 0}};
+    uint32_t n = elem_count(c, sizeof(C) * 8);
+    for (uint32_t e = 0; e < n; e++)
+        if (pred_active(pg, e, sizeof(C) * 8) && fn(e)) pred_set(r, e, sizeof(C) * 8, true);
+    return r;
+}
+
+// Library step of an element operation against the context.
+template <class OP, class... A>
+inline auto gstep(CpuContext* c, A... a) {
+    return gen_eval<OP>(c->fpcr, c->fpsr, a...);
+}
+
+// ---- specialised tier ----
+
+template <class C>
+inline C zel(const cpu_state* s, uint32_t z, uint32_t e) {
+    C v;
+    std::memcpy(&v, s->z[z] + e * sizeof(C), sizeof(C));
+    return v;
+}
+template <class C>
+inline bool pel(const cpu_state* s, uint32_t p, uint32_t e) {
+    return s->p[p][e * sizeof(C)] & 1;
+}
+
+// Writes fn(e) for each of the 80 / sizeof(C) elements into register zd, through a temporary.
+template <class C, class Fn>
+inline void spec_each(cpu_state* s, uint32_t zd, Fn&& fn) {
+    alignas(16) uint8_t tmp[SVE_VL_BYTES];
+    for (uint32_t e = 0; e < SVE_VL_BYTES / sizeof(C); e++) {
+        C v = fn(e);
+        std::memcpy(tmp + e * sizeof(C), &v, sizeof(C));
+    }
+    std::memcpy(s->z[zd], tmp, SVE_VL_BYTES);
+}
+
+// Merging into zd from register `old` under predicate pg.
+template <class C, class Fn>
+inline void spec_merge(cpu_state* s, uint32_t zd, uint32_t pg, uint32_t old, Fn&& fn) {
+    spec_each<C>(s, zd, [&](uint32_t e) -> C { return pel<C>(s, pg, e) ? C(fn(e)) : zel<C>(s, old, e); });
+}
+
+// Predicate result into pd: each element's slot holds 0 or 1 in its first byte, zeros elsewhere.
+template <class C, class Fn>
+inline void spec_pred_result(cpu_state* s, uint32_t pd, uint32_t pg, Fn&& fn) {
+    uint8_t tmp[SVE_VL_BYTES];
+    for (uint32_t e = 0; e < SVE_VL_BYTES / sizeof(C); e++) {
+        C v = pel<C>(s, pg, e) && fn(e) ? 1 : 0;
+        std::memcpy(tmp + e * sizeof(C), &v, sizeof(C));
+    }
+    std::memcpy(s->p[pd], tmp, SVE_VL_BYTES);
+}
+
+// Calls f with a value of the element pattern type of a single (2) or double (3) size code.
+template <class F>
+inline void fp_size_dispatch(uint32_t size, F&& f) {
+    if (size == ES_WORD) f(uint32_t());
+    else f(uint64_t());
+}

@@ -1,0 +1,190 @@
+// Vector floating-point operations: arithmetic, fused forms, compares, conversions, rounding,
+// reductions, complex and indexed forms, both tiers, and the operand forms of their rows.
+#pragma once
+
+#include "sve/core/forms.h"
+
+namespace fpf {
+
+// Z register of NB bits at LO (the indexed forms' Zm of 3 or 4 bits).
+template <int LO, int NB>
+struct ZN {
+    template <int ESZ> static aarch64_z_reg get(uint32_t w) {
+        return {sf::fld(w, LO, NB), uint32_t(ESZ), {ZQ_NONE, ZQ_NONE}};
+    }
+    template <int ESZ> static VecV gget(const cpu_state* s, uint32_t w) { return load_vec(s, sf::fld(w, LO, NB)); }
+};
+
+// Element 0 of a Z register as a scalar (the initial value of FADDA).
+template <int LO>
+struct ZElem0 {
+    template <int ESZ> static uint64_t gget(const cpu_state* s, uint32_t w) {
+        uint64_t v = 0;
+        std::memcpy(&v, s->z[sf::fld(w, LO, 5)], size_t(1) << ESZ);
+        return v;
+    }
+};
+
+// The i1 immediate (bit 5) of the predicated arithmetic forms. KIND says what it selects:
+// 0 FADD/FSUB/FSUBR (0.5, 1.0), 1 FMUL (0.5, 2.0), 2 FMAX/FMIN/FMAXNM/FMINNM (0.0, 1.0).
+// The generic value is the single precision pattern for half and single elements, the double
+// pattern for double elements.
+constexpr uint32_t fp_arith_imm32(int kind, uint32_t i1) {
+    return kind == 2 ? (i1 ? 0x3F800000u : 0u) : !i1 ? 0x3F000000u : kind == 1 ? 0x40000000u : 0x3F800000u;
+}
+constexpr uint64_t fp_arith_imm64(int kind, uint32_t i1) {
+    return kind == 2 ? (i1 ? 0x3FF0000000000000ull : 0ull)
+                     : !i1 ? 0x3FE0000000000000ull : kind == 1 ? 0x4000000000000000ull : 0x3FF0000000000000ull;
+}
+template <int KIND>
+struct FpArithImm {
+    template <int ESZ> static aarch64_sve_fp_arith_imm get(uint32_t w) { return {uint8_t(sf::fld(w, 5, 1))}; }
+    template <int ESZ> static uint64_t gget(const cpu_state*, uint32_t w) {
+        return ESZ == ES_DOUBLE ? fp_arith_imm64(KIND, sf::fld(w, 5, 1)) : fp_arith_imm32(KIND, sf::fld(w, 5, 1));
+    }
+};
+
+// The 8-bit floating-point immediate of FDUP and FCPY (bits 12:5), expanded to the three widths.
+aarch64_sve_fp_dup_imm fp_expand_imm8(uint32_t imm8);
+struct FpDupImm {
+    template <int ESZ> static aarch64_sve_fp_dup_imm get(uint32_t w) { return fp_expand_imm8(sf::fld(w, 5, 8)); }
+    template <int ESZ> static uint64_t gget(const cpu_state*, uint32_t w) {
+        aarch64_sve_fp_dup_imm i = fp_expand_imm8(sf::fld(w, 5, 8));
+        return ESZ == ES_HALF ? i.h : ESZ == ES_WORD ? i.s : i.d;
+    }
+};
+
+// Index of the half precision FMLA, FMLS, FMUL (indexed): bit 22 above bits 20:19.
+struct IdxH3 {
+    template <int ESZ> static uint64_t gget(const cpu_state*, uint32_t w) { return sf::fld(w, 22, 1) << 2 | sf::fld(w, 19, 2); }
+};
+
+using PgM = sf::P<10, 3, PQ_M>;
+using PgZ = sf::P<10, 3, PQ_Z>;
+using PgB = sf::P<10, 3, PQ_BARE>;
+
+}  // namespace fpf
+
+// ---- forms ----
+// Two vectors, merging: Zdn 4:0, Pg 12:10, Zm 9:5.
+using sf_fp_zpz = sf::sform<sf::Zt<0>, fpf::PgM, sf::Z<5>>;
+using gf_fp_zpz = sf::gform<sf::DZ<0>, sf::Z<0>, fpf::PgM, sf::Z<5>>;
+// Two vectors, unpredicated: Zd 4:0, Zn 9:5, Zm 20:16.
+using sf_fp_zzz = sf::sform<sf::Z<0>, sf::Z<5>, sf::Z<16>>;
+using gf_fp_zzz = sf::gform<sf::DZ<0>, sf::Z<5>, sf::Z<16>>;
+// Vector and immediate, merging: Zdn 4:0, Pg 12:10, i1 5.
+using sf_fp_zpi = sf::sform<sf::Zt<0>, fpf::PgM, fpf::FpArithImm<0>>;
+using gf_fp_zpi_add = sf::gform<sf::DZ<0>, sf::Z<0>, fpf::PgM, fpf::FpArithImm<0>>;
+using gf_fp_zpi_mul = sf::gform<sf::DZ<0>, sf::Z<0>, fpf::PgM, fpf::FpArithImm<1>>;
+using gf_fp_zpi_max = sf::gform<sf::DZ<0>, sf::Z<0>, fpf::PgM, fpf::FpArithImm<2>>;
+// One vector, merging: Zd 4:0, Pg 12:10, Zn 9:5.
+using sf_fp_zpz1 = sf::sform<sf::Z<0>, fpf::PgM, sf::Z<5>>;
+using gf_fp_zpz1 = sf::gform<sf::DZ<0>, sf::Z<0>, fpf::PgM, sf::Z<5>>;
+// One vector, unpredicated: Zd 4:0, Zn 9:5.
+using sf_fp_zz = sf::sform<sf::Z<0>, sf::Z<5>>;
+using gf_fp_zz = sf::gform<sf::DZ<0>, sf::Z<5>>;
+// Fused, merging: Zda (or Zdn) 4:0, Pg 12:10, Zn (or Zm) 9:5, Zm (or Za) 20:16.
+using sf_fp_zpzz = sf::sform<sf::Zt<0>, fpf::PgM, sf::Z<5>, sf::Z<16>>;
+using gf_fp_zpzz = sf::gform<sf::DZ<0>, sf::Z<0>, fpf::PgM, sf::Z<5>, sf::Z<16>>;
+// Compares: Pd 3:0, Pg 12:10, Zn 9:5, Zm 20:16.
+using sf_fp_ppzz = sf::sform<sf::P<0, 4, -1>, fpf::PgZ, sf::Z<5>, sf::Z<16>>;
+using gf_fp_ppzz = sf::gform<sf::DP<0>, fpf::PgZ, sf::Z<5>, sf::Z<16>>;
+using sf_fp_ppz = sf::sform<sf::P<0, 4, -1>, fpf::PgZ, sf::Z<5>>;
+using gf_fp_ppz = sf::gform<sf::DP<0>, fpf::PgZ, sf::Z<5>>;
+// FTMAD: Zdn 4:0, Zm 9:5, imm3 18:16.
+using gf_fp_ftmad = sf::gform<sf::DZ<0>, sf::Z<0>, sf::Z<5>, sf::UImm<16, 3>>;
+// FDUP: Zd 4:0, imm8 12:5; FCPY: Zd 4:0, Pg 19:16, imm8 12:5.
+using sf_fp_fdup = sf::sform<sf::Z<0>, fpf::FpDupImm>;
+using gf_fp_fdup = sf::gform<sf::DZ<0>, fpf::FpDupImm>;
+using gf_fp_fcpy = sf::gform<sf::DZ<0>, sf::Z<0>, sf::P<16, 4, PQ_M>, fpf::FpDupImm>;
+// Reductions: Vd 4:0, Pg 12:10, Zn 9:5; FADDA: Vdn 4:0, Pg 12:10, Zm 9:5.
+using sf_fp_vpz = sf::sform<sf::UImm<0, 5>, fpf::PgB, sf::Z<5>>;
+using gf_fp_reduce_h = sf::gform<sf::DV<0, 2>, fpf::PgB, sf::Z<5>>;
+using gf_fp_reduce_s = sf::gform<sf::DV<0, 4>, fpf::PgB, sf::Z<5>>;
+using gf_fp_reduce_d = sf::gform<sf::DV<0, 8>, fpf::PgB, sf::Z<5>>;
+using gf_fp_fadda_h = sf::gform<sf::DV<0, 2>, fpf::PgB, fpf::ZElem0<0>, sf::Z<5>>;
+using gf_fp_fadda_s = sf::gform<sf::DV<0, 4>, fpf::PgB, fpf::ZElem0<0>, sf::Z<5>>;
+using gf_fp_fadda_d = sf::gform<sf::DV<0, 8>, fpf::PgB, fpf::ZElem0<0>, sf::Z<5>>;
+// FCADD: Zdn 4:0, Pg 12:10, Zm 9:5, rotation 16.
+using gf_fp_fcadd = sf::gform<sf::DZ<0>, sf::Z<0>, fpf::PgM, sf::Z<5>, sf::UImm<16, 1>>;
+// FCMLA predicated: Zda 4:0, Pg 12:10, Zn 9:5, Zm 20:16, rotation 14:13.
+using sf_fp_fcmla = sf::sform<sf::Zt<0>, fpf::PgM, sf::Z<5>, sf::Z<16>, sf::UImm<13, 2>>;
+using gf_fp_fcmla = sf::gform<sf::DZ<0>, sf::Z<0>, fpf::PgM, sf::Z<5>, sf::Z<16>, sf::UImm<13, 2>>;
+// FCMLA indexed: Zn 9:5, Zm, Zda 4:0, rotation 11:10, index.
+using gf_fp_fcmla_ix_h = sf::gform<sf::DZ<0>, sf::Z<5>, fpf::ZN<16, 3>, sf::Z<0>, sf::UImm<10, 2>, sf::UImm<19, 2>>;
+using gf_fp_fcmla_ix_s = sf::gform<sf::DZ<0>, sf::Z<5>, fpf::ZN<16, 4>, sf::Z<0>, sf::UImm<10, 2>, sf::UImm<20, 1>>;
+// FMLA, FMLS indexed: Zn 9:5, Zm, Zda 4:0, index; FMUL indexed: Zn, Zm, index.
+using gf_fp_fma_ix_h = sf::gform<sf::DZ<0>, sf::Z<5>, fpf::ZN<16, 3>, sf::Z<0>, fpf::IdxH3>;
+using gf_fp_fma_ix_s = sf::gform<sf::DZ<0>, sf::Z<5>, fpf::ZN<16, 3>, sf::Z<0>, sf::UImm<19, 2>>;
+using gf_fp_fma_ix_d = sf::gform<sf::DZ<0>, sf::Z<5>, fpf::ZN<16, 4>, sf::Z<0>, sf::UImm<20, 1>>;
+using gf_fp_mul_ix_h = sf::gform<sf::DZ<0>, sf::Z<5>, fpf::ZN<16, 3>, fpf::IdxH3>;
+using gf_fp_mul_ix_s = sf::gform<sf::DZ<0>, sf::Z<5>, fpf::ZN<16, 3>, sf::UImm<19, 2>>;
+using gf_fp_mul_ix_d = sf::gform<sf::DZ<0>, sf::Z<5>, fpf::ZN<16, 4>, sf::UImm<20, 1>>;
+
+// ---- specialised operations (single and double elements; FDUP also half) ----
+#define FPV_SPEC(name, ...) aarch64_decode_rc name(cpu_state* s, __VA_ARGS__);
+#define FPV_S_ZPZ(name, ...) FPV_SPEC(name, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm)
+#define FPV_S_ZZZ(name, ...) FPV_SPEC(name, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm)
+#define FPV_S_ZPI(name, ...) FPV_SPEC(name, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_sve_fp_arith_imm imm)
+#define FPV_S_UN(name, ...) FPV_SPEC(name, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn)
+#define FPV_S_CVT(name, ...) FPV_SPEC(name, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn)
+#define FPV_S_FMA(name, ...) FPV_SPEC(name, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg za, aarch64_z_reg zb)
+#define FPV_S_CMP(name, ...) FPV_SPEC(name, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_z_reg zm)
+#define FPV_S_CMP0(name, ...) FPV_SPEC(name, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_z_reg zn)
+#include "sve/fp/vector/fp_specialised.inc"
+#undef FPV_S_ZPZ
+#undef FPV_S_ZZZ
+#undef FPV_S_ZPI
+#undef FPV_S_UN
+#undef FPV_S_CVT
+#undef FPV_S_FMA
+#undef FPV_S_CMP
+#undef FPV_S_CMP0
+FPV_SPEC(sve_frecpe_zz, aarch64_z_reg zd, aarch64_z_reg zn)
+FPV_SPEC(sve_fdup_zi, aarch64_z_reg zd, aarch64_sve_fp_dup_imm imm)
+FPV_SPEC(sve_fmaxnmv_vpz, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn)
+FPV_SPEC(sve_fminnmv_vpz, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn)
+FPV_SPEC(sve_fcmla_zpzzr, aarch64_z_reg zda, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_z_reg zm, uint64_t rot)
+#undef FPV_SPEC
+
+// ---- generic functions ----
+#define FPV_BIN_M(N, T, ...) VecV N(VecV zdn, PredV pg, VecV zm, CpuContext* c);
+#define FPV_BIN_X(N, T, ...) VecV N(VecV zn, VecV zm, CpuContext* c);
+#define FPV_IMM_M(N, T, ...) VecV N(VecV zdn, PredV pg, uint64_t imm, CpuContext* c);
+#define FPV_UN_M(N, C, S, D, ...) VecV N(VecV zd, PredV pg, VecV zn, CpuContext* c);
+#define FPV_UN_X(N, T, ...) VecV N(VecV zn, CpuContext* c);
+#define FPV_FMA_M(N, T, ...) VecV N(VecV zda, PredV pg, VecV zn, VecV zm, CpuContext* c);
+#define FPV_FMAD_M(N, T, ...) VecV N(VecV zdn, PredV pg, VecV zm, VecV za, CpuContext* c);
+#define FPV_CMP(N, T, ...) PredV N(PredV pg, VecV zn, VecV zm, CpuContext* c);
+#define FPV_CMP0(N, T, SWAP, ...) PredV N(PredV pg, VecV zn, CpuContext* c);
+#include "sve/fp/vector/fp_functions.inc"
+#undef FPV_BIN_M
+#undef FPV_BIN_X
+#undef FPV_IMM_M
+#undef FPV_UN_M
+#undef FPV_UN_X
+#undef FPV_FMA_M
+#undef FPV_FMAD_M
+#undef FPV_CMP
+#undef FPV_CMP0
+
+#define FPV_FOR_TYPES(X) X(F16) X(F32) X(D64)
+#define FPV_DECL_MISC(T)                                                                                 \
+    VecV Vec##T##TRIMADDVVI(VecV zdn, VecV zm, uint64_t imm3, CpuContext* c);                            \
+    VecV Vec##T##DupI(uint64_t imm, CpuContext* c);                                                      \
+    VecV Vec##T##DupIM(VecV zd, PredV pg, uint64_t imm, CpuContext* c);                                  \
+    uint64_t Vec##T##AddReduceFV(PredV pg, VecV zn, CpuContext* c);                                      \
+    uint64_t Vec##T##MaxReduceFV(PredV pg, VecV zn, CpuContext* c);                                      \
+    uint64_t Vec##T##MinReduceFV(PredV pg, VecV zn, CpuContext* c);                                      \
+    uint64_t Vec##T##MaxNumReduceFV(PredV pg, VecV zn, CpuContext* c);                                   \
+    uint64_t Vec##T##MinNumReduceFV(PredV pg, VecV zn, CpuContext* c);                                   \
+    uint64_t Vec##T##AddReduceAV(PredV pg, uint64_t init, VecV zm, CpuContext* c);                       \
+    VecV Vec##T##FCADDVVM(VecV zdn, PredV pg, VecV zm, uint64_t rot, CpuContext* c);                     \
+    VecV Vec##T##FCMLAVVVM(VecV zda, PredV pg, VecV zn, VecV zm, uint64_t rot, CpuContext* c);           \
+    VecV Vec##T##FMAVVVIX(VecV zn, VecV zm, VecV zda, uint64_t index, CpuContext* c);                    \
+    VecV Vec##T##FMSVVVIX(VecV zn, VecV zm, VecV zda, uint64_t index, CpuContext* c);                    \
+    VecV Vec##T##MulVVIX(VecV zn, VecV zm, uint64_t index, CpuContext* c);
+FPV_FOR_TYPES(FPV_DECL_MISC)
+#undef FPV_DECL_MISC
+VecV VecF16FCMLAVVVIX(VecV zn, VecV zm, VecV zda, uint64_t rot, uint64_t index, CpuContext* c);
+VecV VecF32FCMLAVVVIX(VecV zn, VecV zm, VecV zda, uint64_t rot, uint64_t index, CpuContext* c);

@@ -1,0 +1,384 @@
+// Specialised tier of the integer families: 80 bytes at a time, in place on cpu_state, one branch
+// on the element size, an 80-byte temporary and one final copy wherever a vector is read.
+#include <limits>
+
+#include "sve/core/simd.h"
+#include "sve/integer/int_elem.h"
+#include "sve/integer/ops.h"
+
+using namespace ie;
+
+namespace {
+
+// ---- Five 16-byte chunks ----
+
+// dst = f(a chunk, b chunk) over the register, through the temporary.
+template <class V, class F>
+inline void chunks2(uint8_t* dst, const uint8_t* a, const uint8_t* b, F&& f) {
+    alignas(16) uint8_t tmp[SVE_VL_BYTES];
+    for (int c = 0; c < SVE_CHUNKS; c++) vstore(tmp + 16 * c, f(vload<V>(a + 16 * c), vload<V>(b + 16 * c)));
+    std::memcpy(dst, tmp, SVE_VL_BYTES);
+}
+template <class V, class F>
+inline void chunks1(uint8_t* dst, const uint8_t* a, F&& f) {
+    alignas(16) uint8_t tmp[SVE_VL_BYTES];
+    for (int c = 0; c < SVE_CHUNKS; c++) vstore(tmp + 16 * c, f(vload<V>(a + 16 * c)));
+    std::memcpy(dst, tmp, SVE_VL_BYTES);
+}
+
+struct v_add { template <class V> static V f(V a, V b) { return a + b; } };
+struct v_sub { template <class V> static V f(V a, V b) { return a - b; } };
+struct v_and { template <class V> static V f(V a, V b) { return a & b; } };
+struct v_orr { template <class V> static V f(V a, V b) { return a | b; } };
+struct v_eor { template <class V> static V f(V a, V b) { return a ^ b; } };
+struct v_bic { template <class V> static V f(V a, V b) { return a & ~b; } };
+
+template <class OP>
+aarch64_decode_rc zzz_sized(cpu_state* s, zr zd, zr zn, zr zm) {
+    on_size<false>(zsize(zd), [&](auto t) {
+        typedef typename vec_of<decltype(t)>::type V;
+        chunks2<V>(s->z[zd.num], s->z[zn.num], s->z[zm.num], [](V a, V b) { return OP::f(a, b); });
+    });
+    return RC_DONE;
+}
+template <class OP>
+aarch64_decode_rc zzz_bits(cpu_state* s, zr zd, zr zn, zr zm) {
+    chunks2<v2u64>(s->z[zd.num], s->z[zn.num], s->z[zm.num], [](v2u64 a, v2u64 b) { return OP::f(a, b); });
+    return RC_DONE;
+}
+// The immediate broadcast to the element width, then OP per chunk.
+template <class OP, bool SIGNED = false>
+aarch64_decode_rc zi_sized(cpu_state* s, zr zdn, uint64_t imm) {
+    on_size<SIGNED>(zsize(zdn), [&](auto t) {
+        typedef decltype(t) T;
+        typedef typename vec_of<T>::type V;
+        V k = V{} + T(imm);
+        chunks1<V>(s->z[zdn.num], s->z[zdn.num], [k](V a) { return OP::f(a, k); });
+    });
+    return RC_DONE;
+}
+template <class OP>
+aarch64_decode_rc zi_bits(cpu_state* s, zr zdn, uint64_t mask) {
+    v2u64 k = v2u64{} + mask;
+    chunks1<v2u64>(s->z[zdn.num], s->z[zdn.num], [k](v2u64 a) { return OP::f(a, k); });
+    return RC_DONE;
+}
+
+// ---- Predicated element loops ----
+
+// Binary, merging: the active element of Zdn becomes OP(Zdn, Zm).
+template <bool SIGNED, class OP>
+aarch64_decode_rc zpz(cpu_state* s, zr zdn, pr pg, zr zm) {
+    on_size<SIGNED>(zsize(zdn), [&](auto t) {
+        typedef decltype(t) T;
+        const uint8_t* b = s->z[zm.num];
+        merge_into<T>(s->z[zdn.num], s->p[pg.num], [b](int e, T a) { return OP::template f<T>(a, zx(ld<T>(b, e))); });
+    });
+    return RC_DONE;
+}
+// Unary, merging (or zeroing): the active element of Zd becomes OP(Zn).
+template <bool SIGNED, class OP, bool ZEROING = false>
+aarch64_decode_rc zpz_unary(cpu_state* s, zr zd, pr pg, zr zn) {
+    on_size<SIGNED>(zsize(zd), [&](auto t) {
+        typedef decltype(t) T;
+        const uint8_t* a = s->z[zn.num];
+        merge_into<T, ZEROING>(s->z[zd.num], s->p[pg.num], [a](int e, T) { return OP::template f<T>(ld<T>(a, e)); });
+    });
+    return RC_DONE;
+}
+template <class OP>
+aarch64_decode_rc zpzz(cpu_state* s, zr zd, pr pg, zr za, zr zb) {
+    on_size<false>(zsize(zd), [&](auto t) {
+        typedef decltype(t) T;
+        const uint8_t* a = s->z[za.num];
+        const uint8_t* b = s->z[zb.num];
+        merge_into<T>(s->z[zd.num], s->p[pg.num], [a, b](int e, T d) { return OP::template f<T>(d, ld<T>(a, e), ld<T>(b, e)); });
+    });
+    return RC_DONE;
+}
+// Division exists for words and doublewords; any other size runs the word path.
+template <bool SIGNED, class OP>
+aarch64_decode_rc zpz_div(cpu_state* s, zr zdn, pr pg, zr zm) {
+    zr z = zdn;
+    if (zsize(z) != ES_DOUBLE) z = {zdn.num, ES_WORD, {ZQ_NONE, ZQ_NONE}};
+    return zpz<SIGNED, OP>(s, z, pg, zm);
+}
+
+// Native element operations of this tier (the generic tier goes through the wide helpers).
+struct s_max { template <class T> static T f(T a, uint64_t b) { return a > T(b) ? a : T(b); } };
+struct s_min { template <class T> static T f(T a, uint64_t b) { return a < T(b) ? a : T(b); } };
+
+// Shift counts: an element of Zm read unsigned at the element width, never reduced modulo it.
+struct s_lsl { template <class T> static T f(T a, uint64_t n) { return n >= uint64_t(NBITS<T>) ? T(0) : T(zx(a) << n); } };
+struct s_lsr { template <class T> static T f(T a, uint64_t n) { return n >= uint64_t(NBITS<T>) ? T(0) : T(zx(a) >> n); } };
+struct s_asr {
+    template <class T> static T f(T a, uint64_t n) {
+        uint64_t c = n > uint64_t(NBITS<T> - 1) ? uint64_t(NBITS<T> - 1) : n;
+        return T(std::make_signed_t<T>(a) >> c);
+    }
+};
+
+}  // namespace
+
+// One definition per operation: the shape template and the element operation.
+#define ZZZ_OP(name, shape, OP) \
+    aarch64_decode_rc name(cpu_state* s, zr zd, zr zn, zr zm) { return shape<OP>(s, zd, zn, zm); }
+#define ZPZ_OP(name, shape, SIGNED, OP) \
+    aarch64_decode_rc name(cpu_state* s, zr zdn, pr pg, zr zm) { return shape<SIGNED, OP>(s, zdn, pg, zm); }
+#define UNARY_OP(name, SIGNED, OP) \
+    aarch64_decode_rc name(cpu_state* s, zr zd, pr pg, zr zn) { return zpz_unary<SIGNED, OP>(s, zd, pg, zn); }
+#define ZPZZ_OP(name, OP) \
+    aarch64_decode_rc name(cpu_state* s, zr zd, pr pg, zr za, zr zb) { return zpzz<OP>(s, zd, pg, za, zb); }
+
+// ---- Unpredicated ----
+
+ZZZ_OP(sve_add_zzz, zzz_sized, v_add)
+ZZZ_OP(sve_sub_zzz, zzz_sized, v_sub)
+ZZZ_OP(sve_and_zzz, zzz_bits, v_and)
+ZZZ_OP(sve_orr_zzz, zzz_bits, v_orr)
+ZZZ_OP(sve_eor_zzz, zzz_bits, v_eor)
+ZZZ_OP(sve_bic_zzz, zzz_bits, v_bic)
+
+struct v_mul { template <class V> static V f(V a, V b) { return a * b; } };
+aarch64_decode_rc sve_sub_zi(cpu_state* s, zr zdn, uint64_t imm) { return zi_sized<v_sub>(s, zdn, imm); }
+aarch64_decode_rc sve_mul_zi(cpu_state* s, zr zdn, int imm) { return zi_sized<v_mul>(s, zdn, uint64_t(int64_t(imm))); }
+aarch64_decode_rc sve_and_zi(cpu_state* s, zr zdn, aarch64_sve_logical64_imm imm) { return zi_bits<v_and>(s, zdn, imm.mask); }
+aarch64_decode_rc sve_orr_zi(cpu_state* s, zr zdn, aarch64_sve_logical64_imm imm) { return zi_bits<v_orr>(s, zdn, imm.mask); }
+aarch64_decode_rc sve_eor_zi(cpu_state* s, zr zdn, aarch64_sve_logical64_imm imm) { return zi_bits<v_eor>(s, zdn, imm.mask); }
+
+// ---- Predicated, merging ----
+
+ZPZ_OP(sve_add_zpz, zpz, false, op_add)
+ZPZ_OP(sve_sub_zpz, zpz, false, op_sub)
+ZPZ_OP(sve_mul_zpz, zpz, false, op_mul)
+ZPZ_OP(sve_smax_zpz, zpz, true, s_max)
+ZPZ_OP(sve_umax_zpz, zpz, false, s_max)
+ZPZ_OP(sve_smin_zpz, zpz, true, s_min)
+ZPZ_OP(sve_umin_zpz, zpz, false, s_min)
+ZPZ_OP(sve_and_zpz, zpz, false, op_and)
+ZPZ_OP(sve_orr_zpz, zpz, false, op_orr)
+ZPZ_OP(sve_eor_zpz, zpz, false, op_eor)
+ZPZ_OP(sve_bic_zpz, zpz, false, op_bic)
+ZPZ_OP(sve_sdiv_zpz, zpz_div, true, op_div)
+ZPZ_OP(sve_udiv_zpz, zpz_div, false, op_div)
+ZPZ_OP(sve_sdivr_zpz, zpz_div, true, op_divr)
+ZPZ_OP(sve_udivr_zpz, zpz_div, false, op_divr)
+ZPZ_OP(sve_lsl_zpz, zpz, false, s_lsl)
+ZPZ_OP(sve_lsr_zpz, zpz, false, s_lsr)
+ZPZ_OP(sve_asr_zpz, zpz, false, s_asr)
+
+UNARY_OP(sve_neg_zpz, false, op_neg)
+UNARY_OP(sve_rbit_zpz, false, op_rbit)
+aarch64_decode_rc sve_revw_zpz(cpu_state* s, zr zd, pr pg, zr zn) {
+    zr d = {zd.num, ES_DOUBLE, {ZQ_NONE, ZQ_NONE}};
+    return zpz_unary<false, op_revw>(s, d, pg, zn);
+}
+UNARY_OP(sve_sxtb_zpz, true, op_ext8)
+UNARY_OP(sve_sxth_zpz, true, op_ext16)
+UNARY_OP(sve_sxtw_zpz, true, op_ext32)
+UNARY_OP(sve_uxth_zpz, false, op_ext16)
+UNARY_OP(sve_uxtw_zpz, false, op_ext32)
+aarch64_decode_rc sve_movprfx_zpz(cpu_state* s, zr zd, pr pg, zr zn) {
+    if (pg.qual == PQ_Z) return zpz_unary<false, op_copy, true>(s, zd, pg, zn);
+    return zpz_unary<false, op_copy>(s, zd, pg, zn);
+}
+
+ZPZZ_OP(sve_mla_zpzz, op_mla)
+ZPZZ_OP(sve_mls_zpzz, op_mls)
+ZPZZ_OP(sve_mad_zpzz, op_mad)
+ZPZZ_OP(sve_msb_zpzz, op_msb)
+
+// ---- Immediate shifts: the count is tested once, outside the element loop ----
+
+aarch64_decode_rc sve_lsl_zpi(cpu_state* s, zr zdn, pr pg, unsigned count) {
+    on_size<false>(zsize(zdn), [&](auto t) {
+        typedef decltype(t) T;
+        unsigned n = count;
+        if (n >= unsigned(NBITS<T>)) {
+            merge_into<T>(s->z[zdn.num], s->p[pg.num], [](int, T) { return T(0); });
+            return;
+        }
+        merge_into<T>(s->z[zdn.num], s->p[pg.num], [n](int, T a) { return T(zx(a) << n); });
+    });
+    return RC_DONE;
+}
+aarch64_decode_rc sve_asr_zpi(cpu_state* s, zr zdn, pr pg, unsigned count) {
+    on_size<true>(zsize(zdn), [&](auto t) {
+        typedef decltype(t) T;
+        unsigned n = count > unsigned(NBITS<T> - 1) ? unsigned(NBITS<T> - 1) : count;
+        merge_into<T>(s->z[zdn.num], s->p[pg.num], [n](int, T a) { return T(a >> n); });
+    });
+    return RC_DONE;
+}
+aarch64_decode_rc sve_lsl_zzi(cpu_state* s, zr zd, zr zn, unsigned count) {
+    on_size<false>(zsize(zd), [&](auto t) {
+        typedef decltype(t) T;
+        typedef typename vec_of<T>::type V;
+        if (count >= unsigned(NBITS<T>)) {
+            std::memset(s->z[zd.num], 0, SVE_VL_BYTES);
+            return;
+        }
+        T n = T(count);
+        chunks1<V>(s->z[zd.num], s->z[zn.num], [n](V a) { return a << n; });
+    });
+    return RC_DONE;
+}
+aarch64_decode_rc sve_asr_zzi(cpu_state* s, zr zd, zr zn, unsigned count) {
+    on_size<true>(zsize(zd), [&](auto t) {
+        typedef decltype(t) T;
+        typedef typename vec_of<T>::type V;
+        T n = T(count > unsigned(NBITS<T> - 1) ? unsigned(NBITS<T> - 1) : count);
+        chunks1<V>(s->z[zd.num], s->z[zn.num], [n](V a) { return a >> n; });
+    });
+    return RC_DONE;
+}
+
+// ---- Moves and constants: no vector is read, so they store straight into Zd ----
+
+namespace {
+template <class T>
+void fill(uint8_t* z, T v) {
+    for (int e = 0; e < NELEM<T>; e++) st<T>(z, e, v);
+}
+// Active elements get v; inactive ones keep their value, or get 0 when ZEROING.
+template <class T>
+void fill_active(uint8_t* z, const uint8_t* p, T v, bool zeroing) {
+    for (int e = 0; e < NELEM<T>; e++)
+        if (act<T>(p, e)) st<T>(z, e, v);
+        else if (zeroing) st<T>(z, e, T(0));
+}
+void index_fill(uint8_t* z, uint32_t esz, uint64_t start, uint64_t step) {
+    on_size<false>(esz, [&](auto t) {
+        typedef decltype(t) T;
+        for (int e = 0; e < NELEM<T>; e++) st<T>(z, e, T(start + uint64_t(e) * step));
+    });
+}
+}  // namespace
+
+aarch64_decode_rc sve_dup_zi(cpu_state* s, zr zd, int imm) {
+    on_size<false>(zsize(zd), [&](auto t) { fill(s->z[zd.num], decltype(t)(int64_t(imm))); });
+    return RC_DONE;
+}
+aarch64_decode_rc sve_dup_zr(cpu_state* s, zr zd, aarch64_i_rsp_reg rn) {
+    uint64_t x = read_xsp(s, rn);
+    on_size<false>(zsize(zd), [&](auto t) { fill(s->z[zd.num], decltype(t)(x)); });
+    return RC_DONE;
+}
+aarch64_decode_rc sve_dupm_zi(cpu_state* s, zr zd, aarch64_sve_logical64_imm imm) {
+    fill<uint64_t>(s->z[zd.num], imm.mask);
+    return RC_DONE;
+}
+aarch64_decode_rc sve_cpy_zpi(cpu_state* s, zr zd, pr pg, int imm) {
+    on_size<false>(zsize(zd), [&](auto t) {
+        fill_active(s->z[zd.num], s->p[pg.num], decltype(t)(int64_t(imm)), pg.qual == PQ_Z);
+    });
+    return RC_DONE;
+}
+aarch64_decode_rc sve_cpy_zpr(cpu_state* s, zr zd, pr pg, aarch64_i_rsp_reg rn) {
+    uint64_t x = read_xsp(s, rn);
+    on_size<false>(zsize(zd), [&](auto t) { fill_active(s->z[zd.num], s->p[pg.num], decltype(t)(x), false); });
+    return RC_DONE;
+}
+aarch64_decode_rc sve_cpy_zpv(cpu_state* s, zr zd, pr pg, zr vn) {
+    uint64_t x;
+    std::memcpy(&x, s->z[vn.num], 8);
+    on_size<false>(zsize(zd), [&](auto t) { fill_active(s->z[zd.num], s->p[pg.num], decltype(t)(x), false); });
+    return RC_DONE;
+}
+aarch64_decode_rc sve_index_zii(cpu_state* s, zr zd, int64_t start, int64_t step) {
+    index_fill(s->z[zd.num], zsize(zd), uint64_t(start), uint64_t(step));
+    return RC_DONE;
+}
+aarch64_decode_rc sve_index_zri(cpu_state* s, zr zd, aarch64_i_reg start, int64_t step) {
+    index_fill(s->z[zd.num], zsize(zd), read_xzr(s, start), uint64_t(step));
+    return RC_DONE;
+}
+aarch64_decode_rc sve_index_zir(cpu_state* s, zr zd, int64_t start, aarch64_i_reg step) {
+    index_fill(s->z[zd.num], zsize(zd), uint64_t(start), read_xzr(s, step));
+    return RC_DONE;
+}
+aarch64_decode_rc sve_index_zrr(cpu_state* s, zr zd, aarch64_i_reg start, aarch64_i_reg step) {
+    index_fill(s->z[zd.num], zsize(zd), read_xzr(s, start), read_xzr(s, step));
+    return RC_DONE;
+}
+aarch64_decode_rc sve_movprfx_zz(cpu_state* s, zr zd, zr zn) {
+    std::memmove(s->z[zd.num], s->z[zn.num], SVE_VL_BYTES);
+    return RC_DONE;
+}
+
+// ---- Compares: result in a temporary, flags from the old Pg, then Pd written whole ----
+
+namespace {
+// Pd gets 1 at the first byte of each active element where OP holds, 0 elsewhere; b_chunk
+// gives the second operand of each 16-byte chunk.
+template <class T, class OP, class B>
+void compare_chunks(cpu_state* s, pr pd, pr pg, zr zn, B&& b_chunk) {
+    typedef typename vec_of<T>::type V;
+    alignas(16) uint8_t tmp[SVE_VL_BYTES];
+    const uint8_t* a = s->z[zn.num];
+    const uint8_t* p = s->p[pg.num];
+    for (int c = 0; c < SVE_CHUNKS; c++) {
+        V active = vload<V>(p + 16 * c) & T(1);  // bit 0 of each element's first predicate byte
+        vstore(tmp + 16 * c, V(OP::f(vload<V>(a + 16 * c), b_chunk(c))) & active);
+    }
+    sve_ptest<T>(s, reinterpret_cast<const char*>(p), reinterpret_cast<const char*>(tmp));
+    std::memcpy(s->p[pd.num], tmp, SVE_VL_BYTES);
+}
+
+template <bool SIGNED, class OP>
+aarch64_decode_rc compare_zz(cpu_state* s, pr pd, pr pg, zr zn, zr zm) {
+    on_size<SIGNED>(pd.qual, [&](auto t) {
+        typedef typename vec_of<decltype(t)>::type V;
+        const uint8_t* b = s->z[zm.num];
+        compare_chunks<decltype(t), OP>(s, pd, pg, zn, [b](int c) { return vload<V>(b + 16 * c); });
+    });
+    return RC_DONE;
+}
+// The element, widened by its signedness, against the immediate: an immediate outside the
+// element's range is compared with the element's extreme values, which gives the same outcome.
+template <class V, class T>
+V splat(T x) {
+    V v;
+    for (unsigned i = 0; i < sizeof(V) / sizeof(T); i++) v[i] = x;
+    return v;
+}
+struct take_b { template <class V> static V f(V, V b) { return b; } };
+template <bool SIGNED, class OP>
+aarch64_decode_rc compare_zi(cpu_state* s, pr pd, pr pg, zr zn, int64_t imm) {
+    on_size<SIGNED>(pd.qual, [&](auto t) {
+        typedef decltype(t) T;
+        typedef typename vec_of<T>::type V;
+        W<T> lo = W<T>(std::numeric_limits<T>::min()), hi = W<T>(std::numeric_limits<T>::max()), w = W<T>(imm);
+        if (w < lo || w > hi) {
+            // every element lies on one side of the immediate
+            bool below = w < lo;
+            T edge = below ? std::numeric_limits<T>::min() : std::numeric_limits<T>::max();
+            bool holds = OP::f(W<T>(edge), w);
+            V k = splat<V>(T(holds ? 1 : 0));
+            compare_chunks<T, take_b>(s, pd, pg, zn, [k](int) { return k; });
+            return;
+        }
+        V k = splat<V>(T(imm));
+        compare_chunks<T, OP>(s, pd, pg, zn, [k](int) { return k; });
+    });
+    return RC_DONE;
+}
+}  // namespace
+
+#define DEF_CMP(cc, SIGNED, OP)                                                            \
+    aarch64_decode_rc sve_cmp##cc##_ppzz(cpu_state* s, pr pd, pr pg, zr zn, zr zm) {       \
+        return compare_zz<SIGNED, OP>(s, pd, pg, zn, zm);                                  \
+    }                                                                                      \
+    aarch64_decode_rc sve_cmp##cc##_ppzi(cpu_state* s, pr pd, pr pg, zr zn, int64_t imm) { \
+        return compare_zi<SIGNED, OP>(s, pd, pg, zn, imm);                                 \
+    }
+DEF_CMP(eq, true, cmp_eq)
+DEF_CMP(ne, true, cmp_ne)
+DEF_CMP(ge, true, cmp_ge)
+DEF_CMP(gt, true, cmp_gt)
+DEF_CMP(le, true, cmp_le)
+DEF_CMP(lt, true, cmp_lt)
+DEF_CMP(hs, false, cmp_ge)
+DEF_CMP(hi, false, cmp_gt)
+DEF_CMP(ls, false, cmp_le)
+DEF_CMP(lo, false, cmp_lt)

@@ -1,0 +1,73 @@
+// Predicate flags: the test of a result predicate against a governing predicate that ends every
+// flag-setting instruction (N first active element true, Z no active element true, C last active
+// element false, V 0), in both tiers, and the scans for the first and last active element.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#include "sve/core/cpu_state.h"
+#include "sve/core/forms.h"
+#include "sve/core/generic.h"
+
+constexpr uint64_t NZCV_N = 1ull << 31;
+constexpr uint64_t NZCV_Z = 1ull << 30;
+constexpr uint64_t NZCV_C = 1ull << 29;
+constexpr uint64_t NZCV_V = 1ull << 28;
+constexpr uint64_t NZCV_ALL = NZCV_N | NZCV_Z | NZCV_C | NZCV_V;
+
+// Specialised test over 80-byte predicates in steps of sizeof(T); only bit 0 of each slot's
+// first byte counts. The signed and unsigned members of one width are the same test. The scan
+// goes eight bytes at a time, with bit 0 of each slot's first byte picked out by a pattern.
+template <class T>
+void sve_ptest(cpu_state* s, const char* mask, const char* result) {
+    constexpr uint64_t pick = sizeof(T) == 1   ? 0x0101010101010101ull
+                              : sizeof(T) == 2 ? 0x0001000100010001ull
+                              : sizeof(T) == 4 ? 0x0000000100000001ull
+                                               : 1ull;
+    constexpr int words = SVE_VL_BYTES / 8;
+    int first = -1, last = -1;  // bit positions in the 80-byte view
+    uint64_t any = 0;
+    for (int i = 0; i < words; i++) {
+        uint64_t m, r;
+        std::memcpy(&m, mask + 8 * i, 8);
+        std::memcpy(&r, result + 8 * i, 8);
+        m &= pick;
+        any |= m & r;
+        if (m == 0) continue;
+        if (first < 0) first = 64 * i + __builtin_ctzll(m);
+        last = 64 * i + 63 - __builtin_clzll(m);
+    }
+    auto bit = [result](int pos) { return (result[pos / 64 * 8 + pos % 64 / 8] >> (pos % 8)) & 1; };
+    uint64_t f = 0;
+    if (first >= 0 && bit(first)) f |= NZCV_N;
+    if (!any) f |= NZCV_Z;
+    if (last < 0 || !bit(last)) f |= NZCV_C;
+    s->nzcv = (s->nzcv & ~NZCV_ALL) | f;
+}
+
+extern template void sve_ptest<signed char>(cpu_state*, const char*, const char*);
+extern template void sve_ptest<short>(cpu_state*, const char*, const char*);
+extern template void sve_ptest<int>(cpu_state*, const char*, const char*);
+extern template void sve_ptest<long>(cpu_state*, const char*, const char*);
+extern template void sve_ptest<unsigned char>(cpu_state*, const char*, const char*);
+extern template void sve_ptest<unsigned short>(cpu_state*, const char*, const char*);
+extern template void sve_ptest<unsigned int>(cpu_state*, const char*, const char*);
+extern template void sve_ptest<unsigned long>(cpu_state*, const char*, const char*);
+
+// Generic tier: flags in the top four bits of c->nzcv, element width esize in bits.
+void PredSetNZCV(PredV mask, PredV result, int esize, CpuContext* c);
+void PredSetNZC(PredV mask, PredV result, int esize, CpuContext* c);
+void PredSetNC(PredV mask, PredV result, int esize, CpuContext* c);
+void PredSetNCV(PredV mask, PredV result, int esize, CpuContext* c);
+
+// Element number of the first / last active element of width esize bits, -1 when none.
+int FindFirstActive(PredV mask, int esize, CpuContext* c);
+int FindLastActive(PredV mask, int esize, CpuContext* c);
+
+// ptest pg, pn.b: Pg 13:10, Pn 8:5.
+using sf_ptest_pp = sf::sform<sf::P<10, 4, PQ_BARE>, sf::P<5, 4, PQ_B>>;
+using gf_ptest_pp = sf::gform<sf::DNone, sf::P<10, 4, PQ_BARE>, sf::P<5, 4, PQ_B>>;
+
+aarch64_decode_rc sve_ptest_pp(cpu_state* s, aarch64_p_reg pg, aarch64_p_reg pn);
+void VecPTestPZ(PredV pg, PredV pn, CpuContext* c);

@@ -1,0 +1,63 @@
+// Helpers of the predicate-family tests: a clean state, predicates built from element lists,
+// and the execution of one word through its handler and, for a specialised row, also through
+// the generic function of its row on a copy of the state.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <vector>
+
+#include "sve/core/sve_emulator.h"
+#include "tests/support/state_util.h"
+
+inline cpu_state clean_state() {
+    cpu_state s;
+    std::memset(&s, 0, sizeof s);
+    return s;
+}
+
+// Runs the word; a specialised row's generic counterpart must give the same state.
+inline void exec(cpu_state& s, uint32_t w) {
+    sve_handler_t h = get_sve_handler(w);
+    ASSERT_NE(h, nullptr) << std::hex << w;
+    cpu_state g = s;
+    ASSERT_EQ(h(&s, w), RC_DONE);
+    for (const sve_row_info& r : sve_rows)
+        if (r.handler == h && r.generic) {
+            ASSERT_EQ(r.generic(&g, w), RC_DONE);
+            EXPECT_EQ(state_diff(s, g, false), "") << "generic tier of " << r.name;
+        }
+}
+
+// P register k: elements of size code esz true where f(e) holds, canonical form.
+inline void set_pred(cpu_state& s, int k, int esz, const std::function<bool(int)>& f) {
+    std::memset(s.p[k], 0, SVE_VL_BYTES);
+    for (int e = 0; e < (SVE_VL_BYTES >> esz); e++) s.p[k][e << esz] = f(e);
+}
+inline bool pred_elem(const cpu_state& s, int k, int esz, int e) { return s.p[k][e << esz] & 1; }
+inline int pred_count(const cpu_state& s, int k, int esz) {
+    int n = 0;
+    for (int e = 0; e < (SVE_VL_BYTES >> esz); e++) n += pred_elem(s, k, esz, e);
+    return n;
+}
+
+// The flags as a four-bit number NZCV.
+inline int nzcv(const cpu_state& s) { return int(s.nzcv >> 28) & 15; }
+
+template <class T>
+inline T zelem(const cpu_state& s, int k, int e) {
+    T v;
+    std::memcpy(&v, s.z[k] + e * sizeof(T), sizeof(T));
+    return v;
+}
+template <class T>
+inline void set_zelem(cpu_state& s, int k, int e, T v) {
+    std::memcpy(s.z[k] + e * sizeof(T), &v, sizeof(T));
+}
+// Z register k with element e of type T set to f(e).
+template <class T>
+inline void set_z(cpu_state& s, int k, const std::function<T(int)>& f) {
+    for (int e = 0; e < SVE_VL_BYTES / int(sizeof(T)); e++) set_zelem<T>(s, k, e, f(e));
+}
