@@ -113,6 +113,8 @@ TEST(Generator, MemoryAccessesStayInsideTheBuffer) {
         if (!t.memory) continue;
         for (int i = 0; i < 8; i++) {
             gen_case c = generate_case(r, 9, i);
+            EXPECT_EQ(bool(c.h.flags & CF_EDGE) && !t.first_fault, false) << sve_rows[r].name;
+            if (c.h.flags & CF_EDGE) continue;
             uint32_t n = (c.h.word >> 5) & 31, m = (c.h.word >> 16) & 31;
             int bytes = t.elem_bytes == 4 ? 4 : 8;
             if (t.form == AF_VI) {
@@ -141,6 +143,28 @@ TEST(Generator, MemoryAccessesStayInsideTheBuffer) {
         }
     }
     EXPECT_GT(checked, 1000);
+}
+
+// Edge cases of first-fault and non-fault loads start inside the buffer and end beyond it.
+TEST(Generator, EdgeCasesCrossTheEndOfTheBuffer) {
+    int edges = 0;
+    for (int r = 0; r < SVE_DECODE_ROWS; r++) {
+        row_traits t = traits_of(sve_rows[r].name);
+        if (!t.first_fault || (t.form != AF_SI && t.form != AF_LSS)) continue;
+        for (int i = 0; i < 16; i++) {
+            gen_case c = generate_case(r, 11, i);
+            if (!(c.h.flags & CF_EDGE)) continue;
+            uint32_t n = (c.h.word >> 5) & 31;
+            if (n == 31) continue;  // sp stays 16-byte aligned
+            int64_t imm = t.form == AF_SI ? int64_t(int32_t(c.h.word << 12) >> 28) : 0;
+            int64_t foot = int64_t(VL / t.elem_bytes) * t.mem_bytes;
+            uint64_t start = (n == 31 ? c.s.sp : c.s.x[n]) + imm * foot;
+            EXPECT_LT(start, BUF_ADDR + BUF_SIZE) << sve_rows[r].name;
+            EXPECT_GT(start + foot, BUF_ADDR + BUF_SIZE) << sve_rows[r].name;
+            edges++;
+        }
+    }
+    EXPECT_GT(edges, 20);
 }
 
 TEST(Generator, FloatingPointValuesCoverTheSpecialClasses) {
