@@ -176,7 +176,9 @@ gen_case generate_case(int row, uint64_t seed, int index) {
     // A scalar index in the base register would leave the buffer.
     while (t.form == AF_LSS && field(word, 5) == field(word, 16) && field(word, 5) != 31)
         word = sve_row_word(info, uint32_t(r.next()));
-    c.h = {CASE_MAGIC, word, row, uint32_t(r.next()), 0, 0};
+    // Eight cases in a row share the buffer's contents: the runners fill it only when it changes.
+    test_rng mr(seed ^ (uint64_t(row) << 32) ^ uint64_t(index / 8));
+    c.h = {CASE_MAGIC, word, row, uint32_t(mr.next()), 0, 0};
     for (uint64_t& x : c.s.x) x = interesting_value(r, 8);
     c.s.sp = 0x7ff000000000ull + 16 * r.below(1 << 20);
     c.s.nzcv = uint64_t(r.below(16)) << 28;

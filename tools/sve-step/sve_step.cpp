@@ -56,22 +56,15 @@ int main(int argc, char** argv) {
         std::perror("sve-step");
         return 1;
     }
-    void* area = mmap(reinterpret_cast<void*>(conf::BUF_ADDR - conf::GUARD), conf::BUF_SIZE + 2 * conf::GUARD,
-                      PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0);
-    if (area != reinterpret_cast<void*>(conf::BUF_ADDR - conf::GUARD) ||
-        mprotect(reinterpret_cast<void*>(conf::BUF_ADDR), conf::BUF_SIZE, PROT_READ | PROT_WRITE)) {
-        std::perror("sve-step: cannot map the data buffer");
+    static conf::case_buffer cb;
+    if (!cb.map()) {
+        perror("sve-step: cannot map the data buffer");
         return 1;
     }
     std::map<sve_handler_t, sve_handler_t> generic_of;
     for (const sve_row_info& r : sve_rows)
         if (r.generic) generic_of[r.handler] = r.generic;
 
-    auto* buf = reinterpret_cast<uint8_t*>(conf::BUF_ADDR);
-    static uint8_t before[conf::BUF_SIZE];
-    static conf::buffer_change changes[conf::BUF_SIZE];
-    bool filled = false;
-    uint32_t filled_seed = 0;
     static cpu_state st;
     conf::wire_state ws;
     conf::case_header ch;
@@ -80,12 +73,7 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "sve-step: malformed case record\n");
             return 1;
         }
-        if (!filled || filled_seed != ch.buf_seed) {
-            conf::fill_buffer(before, ch.buf_seed);
-            filled_seed = ch.buf_seed;
-            filled = true;
-        }
-        std::memcpy(buf, before, conf::BUF_SIZE);
+        cb.prepare(ch.buf_seed);
         conf::to_cpu_state(ws, st);
         st.pc = 0x400000;
         conf::result_header rh{conf::RESULT_MAGIC, ch.word, ch.row, conf::ST_SIGILL, 0, 0};
@@ -96,10 +84,10 @@ int main(int argc, char** argv) {
         }
         if (h) rh.status = run_guarded(h, &st, ch.word);
         conf::to_wire_state(st, ws);
-        rh.nchanged = conf::diff_buffer(before, buf, changes, conf::BUF_SIZE);
+        rh.nchanged = cb.finish();
         std::fwrite(&rh, sizeof rh, 1, out);
         std::fwrite(&ws, sizeof ws, 1, out);
-        std::fwrite(changes, sizeof changes[0], rh.nchanged, out);
+        std::fwrite(cb.changes, sizeof cb.changes[0], rh.nchanged, out);
     }
     std::fflush(out);
     return 0;
