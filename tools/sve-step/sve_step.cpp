@@ -14,26 +14,34 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
-#include <sys/mman.h>
 
 #include "sve/core/sve_emulator.h"
+#include "sve/memory/fault.h"
 #include "tools/sve-step/state_convert.h"
 
 namespace {
 
 sigjmp_buf fault_jump;
 
-void on_fault(int sig) { siglongjmp(fault_jump, sig); }
+// A fault that the emulator contains itself (a guarded read of a first-fault load) goes to its
+// handler; any other ends the case.
+void on_fault(int sig, siginfo_t* info, void* context) {
+    if (SVEFaultRegion) SVESigHandler(sig, info, context);
+    siglongjmp(fault_jump, sig);
+}
 
 // The handler's return code, or the negated signal of a fault inside it.
 __attribute__((noinline)) int32_t run_guarded(sve_handler_t h, cpu_state* st, uint32_t word) {
-    signal(SIGSEGV, on_fault);
-    signal(SIGBUS, on_fault);
+    struct sigaction sa{}, old_segv, old_bus;
+    sa.sa_sigaction = on_fault;
+    sa.sa_flags = SA_SIGINFO | SA_NODEFER;
+    sigaction(SIGSEGV, &sa, &old_segv);
+    sigaction(SIGBUS, &sa, &old_bus);
     int32_t status;
     if (int sig = sigsetjmp(fault_jump, 1); sig == 0) status = h(st, word);
     else status = -sig;
-    signal(SIGSEGV, SIG_DFL);
-    signal(SIGBUS, SIG_DFL);
+    sigaction(SIGSEGV, &old_segv, nullptr);
+    sigaction(SIGBUS, &old_bus, nullptr);
     return status;
 }
 
