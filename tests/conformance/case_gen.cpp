@@ -186,7 +186,10 @@ gen_case generate_case(int row, uint64_t seed, int index) {
     c.s.fpsr = random_fpsr(r);
     for (auto& z : c.s.z) random_vector(r, t, z);
     for (auto& p : c.s.p) random_pred(r, t, p);
-    random_pred(r, t, c.s.ffr);
+    // A first-fault or non-fault load follows setffr in practice, and only with FFR all true
+    // does the oracle's result show every element it left out.
+    if (t.first_fault) std::memset(c.s.ffr, 0xFF, PL);
+    else random_pred(r, t, c.s.ffr);
     if (t.memory) {
         bool edge = t.first_fault && r.below(4) == 0;
         if (edge) c.h.flags |= CF_EDGE;

@@ -266,6 +266,14 @@ TEST(Compare, StatusDecidesBeforeTheState) {
         EXPECT_EQ(compare_case(ch, result_of(s, c.oracle), result_of(t, c.ours), before, 8, 0, what), c.v);
         EXPECT_EQ(what, c.what);
     }
+    // An exempt status accepts only a fault of the oracle where ours completes.
+    struct { int32_t oracle, ours; case_verdict v; } exempt[] = {
+        {ST_SIGSEGV, ST_DONE, CV_AGREE}, {ST_DONE, ST_SIGSEGV, CV_DIFFER}, {ST_DONE, 2, CV_DIFFER},
+    };
+    for (auto c : exempt) {
+        std::string what;
+        EXPECT_EQ(compare_case(ch, result_of(s, c.oracle), result_of(s, c.ours), before, 8, FLD_STATUS, what), c.v);
+    }
     std::string what;
     EXPECT_EQ(compare_case(ch, result_of(s), result_of(s, ST_DONE, 0x2520C001), before, 8, 0, what), CV_DIFFER);
 }
@@ -280,6 +288,17 @@ TEST(Deviations, ParseAndApplyByRowAndCondition) {
     EXPECT_EQ(exempt_fields(d, "VecU32LoadFF4SVZ", CF_EDGE), uint32_t(FLD_Z | FLD_FFR));
     EXPECT_EQ(exempt_fields(d, "VecU8AddVIX", 0), uint32_t(FLD_FPSR));
     EXPECT_EQ(exempt_fields(d, "VecU8AddVIXY", 0), 0u);  // whole-name match
+    std::vector<deviation> o;
+    ASSERT_TRUE(parse_deviations("Vec.*LoadNF.* z oracle-ffr # why\n", o, err)) << err;
+    wire_state in{}, out{};
+    in.ffr[3] = 0x0F;
+    out.ffr[3] = 0x0F;
+    EXPECT_EQ(exempt_fields(o, "VecU8CLoadNF1SIZ", oracle_ffr_flag(in, out)), 0u);
+    out.ffr[3] = 0x07;  // the oracle suppressed an element
+    EXPECT_EQ(exempt_fields(o, "VecU8CLoadNF1SIZ", oracle_ffr_flag(in, out)), uint32_t(FLD_Z));
+    in.ffr[3] = 0x07;
+    out.ffr[3] = 0x0F;  // a lane set by the load is no suppression
+    EXPECT_EQ(exempt_fields(o, "VecU8CLoadNF1SIZ", oracle_ffr_flag(in, out)), 0u);
     const char* bad[] = {
         "VecX z always\n",            // no reason
         "VecX q always # r\n",        // unknown field
