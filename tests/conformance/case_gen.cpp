@@ -65,17 +65,35 @@ uint32_t random_fpsr(test_rng& r) {
 
 uint32_t field(uint32_t w, int lo) { return (w >> lo) & 31; }
 
-// Places the addresses of a memory row inside the data buffer.
-void place_addresses(test_rng& r, const row_traits& t, uint32_t word, gen_case& c) {
+// Places the addresses of a memory row inside the data buffer. With `edge` (first-fault and
+// non-fault loads) some accesses run on past its end into the unmapped guard page instead.
+void place_addresses(test_rng& r, const row_traits& t, uint32_t word, bool edge, gen_case& c) {
     for (uint64_t& x : c.s.x) x = r.below(64);
     uint64_t base = BUF_ADDR + BUF_SIZE / 2 - 512 + 16 * r.below(64);
     uint32_t n = field(word, 5), m = field(word, 16);
     if (t.form == AF_VI) {
         int bytes = t.elem_bytes == 4 ? 4 : 8;
-        for (int e = 0; e < VL / bytes; e++) put_lane(c.s.z[n], bytes, e, BUF_ADDR + r.below(BUF_SIZE - 1024));
+        for (int e = 0; e < VL / bytes; e++) {
+            uint64_t a = BUF_ADDR + r.below(BUF_SIZE - 1024);
+            if (edge && e > 0 && r.below(3) == 0) a = BUF_ADDR + BUF_SIZE - 8 + r.below(64);
+            put_lane(c.s.z[n], bytes, e, a);
+        }
         return;
     }
-    if (n == 31) c.s.sp = base;
+    if (edge) {
+        // The vector's footprint in memory, ending in the guard page; the immediate of a
+        // non-fault load (bits 19:16, in vectors) moves it back.
+        int elems = t.elem_bytes ? VL / t.elem_bytes : VL;
+        int msize = t.mem_bytes ? t.mem_bytes : 1;
+        uint64_t foot = uint64_t(elems) * msize;
+        int64_t imm = t.form == AF_SI ? int64_t(int32_t(word << 12) >> 28) : 0;
+        // Between one element and all but one inside the buffer.
+        uint64_t into = uint64_t(msize) * (1 + r.below(elems - 1));
+        base = BUF_ADDR + BUF_SIZE - into - imm * int64_t(foot);
+        if (t.form == AF_SV || t.form == AF_VS) base = BUF_ADDR + BUF_SIZE - 1024;
+        if (t.form == AF_LSS) c.s.x[m] = 0;
+    }
+    if (n == 31) c.s.sp = base & ~uint64_t(15);
     else c.s.x[n] = base;
     if (t.form == AF_SV || t.form == AF_VS) {
         int bytes = t.elem_bytes == 4 ? 4 : 8;
@@ -102,6 +120,12 @@ row_traits traits_of(const char* name) {
                std::strstr(name, "Spill") || std::strstr(name, "Prefetch");
     t.first_fault = std::strstr(name, "LoadFF") || std::strstr(name, "LoadNF");
     if (!t.memory) return t;
+    for (const char* k : {"Load", "Store", "Prefetch"})
+        if (const char* q = std::strstr(name, k)) {
+            q += std::strlen(k);
+            while (*q && !std::isdigit(static_cast<unsigned char>(*q))) q++;
+            t.mem_bytes = *q ? *q - '0' : 0;
+        }
     size_t n = std::strlen(name);
     if (ends_with(name, n, "Z")) n--;
     if (ends_with(name, n, "SS")) t.form = AF_LSS;
@@ -152,7 +176,9 @@ gen_case generate_case(int row, uint64_t seed, int index) {
     // A scalar index in the base register would leave the buffer.
     while (t.form == AF_LSS && field(word, 5) == field(word, 16) && field(word, 5) != 31)
         word = sve_row_word(info, uint32_t(r.next()));
-    c.h = {CASE_MAGIC, word, row, uint32_t(r.next()), 0, 0};
+    // Eight cases in a row share the buffer's contents: the runners fill it only when it changes.
+    test_rng mr(seed ^ (uint64_t(row) << 32) ^ uint64_t(index / 8));
+    c.h = {CASE_MAGIC, word, row, uint32_t(mr.next()), 0, 0};
     for (uint64_t& x : c.s.x) x = interesting_value(r, 8);
     c.s.sp = 0x7ff000000000ull + 16 * r.below(1 << 20);
     c.s.nzcv = uint64_t(r.below(16)) << 28;
@@ -160,8 +186,15 @@ gen_case generate_case(int row, uint64_t seed, int index) {
     c.s.fpsr = random_fpsr(r);
     for (auto& z : c.s.z) random_vector(r, t, z);
     for (auto& p : c.s.p) random_pred(r, t, p);
-    random_pred(r, t, c.s.ffr);
-    if (t.memory) place_addresses(r, t, word, c);
+    // A first-fault or non-fault load follows setffr in practice, and only with FFR all true
+    // does the oracle's result show every element it left out.
+    if (t.first_fault) std::memset(c.s.ffr, 0xFF, PL);
+    else random_pred(r, t, c.s.ffr);
+    if (t.memory) {
+        bool edge = t.first_fault && r.below(4) == 0;
+        if (edge) c.h.flags |= CF_EDGE;
+        place_addresses(r, t, word, edge, c);
+    }
     return c;
 }
 

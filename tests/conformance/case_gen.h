@@ -23,6 +23,7 @@ struct row_traits {
     bool ext32;       // offsets are 32 bits, sign- or zero-extended (X or Y in front of SV/VS)
     bool sign_ext;    // X: sign-extended
     bool first_fault; // first-fault or non-fault load
+    int mem_bytes;    // width of the memory element (the number behind Load, Store, Prefetch)
 };
 
 row_traits traits_of(const char* name);

@@ -16,9 +16,16 @@ namespace conf {
 enum : uint32_t {
     FLD_X = 1, FLD_SP = 2, FLD_NZCV = 4, FLD_FPSR = 8, FLD_FPCR = 16,
     FLD_Z = 32, FLD_P = 64, FLD_FFR = 128, FLD_MEM = 256,
+    FLD_STATUS = 512,  // a fault of the oracle where ours completes (nothing more is compared)
 };
 
-enum deviation_cond { DC_ALWAYS, DC_EDGE };
+enum deviation_cond { DC_ALWAYS, DC_EDGE, DC_ORACLE_FFR };
+
+// Condition flags of a case as the comparison sees them: the CF_* bits of its header, and this.
+constexpr uint32_t CF_ORACLE_FFR = 1u << 16;  // the oracle cleared an FFR lane that was set
+
+// CF_ORACLE_FFR of a case, from its input state and the oracle's result.
+uint32_t oracle_ffr_flag(const wire_state& in, const wire_state& oracle);
 
 struct deviation {
     std::regex rows;  // matched against the whole handler name
@@ -30,7 +37,7 @@ struct deviation {
 
 // Parses the deviation list: one entry a line, `ROWS FIELDS CONDITION # reason`, where ROWS is
 // a regular expression over handler names, FIELDS a comma list of x, sp, nzcv, fpsr, fpcr, z,
-// p, ffr, mem, and CONDITION `always` or `edge`. Blank and `#` lines are comments. On an error
+// p, ffr, mem, status, and CONDITION `always`, `edge` or `oracle-ffr`. Blank and `#` lines are comments. On an error
 // returns false with a message naming the line.
 bool parse_deviations(const std::string& text, std::vector<deviation>& out, std::string& error);
 

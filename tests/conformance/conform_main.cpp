@@ -107,7 +107,7 @@ int compare(int argc, char** argv) {
         conf::row_traits tr = conf::traits_of(row.name);
         int lane_bytes = tr.elem_bytes >= 1 && tr.elem_bytes <= 8 ? tr.elem_bytes : 8;
         std::string what;
-        switch (conf::compare_case(c.h, o, u, before, lane_bytes, conf::exempt_fields(devs, row.name, c.h.flags), what)) {
+        switch (conf::compare_case(c.h, o, u, before, lane_bytes, conf::exempt_fields(devs, row.name, c.h.flags | conf::oracle_ffr_flag(c.s, o.s)), what)) {
         case conf::CV_AGREE: t.agree++; break;
         case conf::CV_REJECTED:
             if (!t.rejected++) t.first_reject = std::to_string(t.cases - 1);
@@ -115,7 +115,8 @@ int compare(int argc, char** argv) {
         case conf::CV_DIFFER:
             if (!t.differ++) {
                 char head[96];
-                std::snprintf(head, sizeof head, "case %d word %08x seed %u: ", t.cases - 1, c.h.word, c.h.buf_seed);
+                std::snprintf(head, sizeof head, "case %d word %08x seed %u%s: ", t.cases - 1, c.h.word, c.h.buf_seed,
+                              c.h.flags & conf::CF_EDGE ? " (edge)" : "");
                 t.first_diff = head + what;
             }
             break;

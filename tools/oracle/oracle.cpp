@@ -76,18 +76,11 @@ int main() {
         perror("sve-oracle: mprotect");
         return 1;
     }
-    void* area = mmap(reinterpret_cast<void*>(conf::BUF_ADDR - conf::GUARD), conf::BUF_SIZE + 2 * conf::GUARD,
-                      PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0);
-    if (area != reinterpret_cast<void*>(conf::BUF_ADDR - conf::GUARD) ||
-        mprotect(reinterpret_cast<void*>(conf::BUF_ADDR), conf::BUF_SIZE, PROT_READ | PROT_WRITE)) {
+    static conf::case_buffer cb;
+    if (!cb.map()) {
         perror("sve-oracle: cannot map the data buffer");
         return 1;
     }
-    auto* buf = reinterpret_cast<uint8_t*>(conf::BUF_ADDR);
-    static uint8_t before[conf::BUF_SIZE];
-    static conf::buffer_change changes[conf::BUF_SIZE];
-    uint32_t filled_seed = 0;
-    bool filled = false;
 
     conf::case_header ch;
     while (read_all(&ch, sizeof ch)) {
@@ -95,22 +88,18 @@ int main() {
             fprintf(stderr, "sve-oracle: malformed case record\n");
             return 1;
         }
-        if (!filled || filled_seed != ch.buf_seed) {
-            conf::fill_buffer(before, ch.buf_seed);
-            filled_seed = ch.buf_seed;
-            filled = true;
-        }
-        std::memcpy(buf, before, conf::BUF_SIZE);
+        cb.prepare(ch.buf_seed);
+
         oracle_slot[0] = ch.word;
         __builtin___clear_cache(reinterpret_cast<char*>(oracle_slot), reinterpret_cast<char*>(oracle_slot + 1));
 
         conf::result_header rh{conf::RESULT_MAGIC, ch.word, ch.row, conf::ST_DONE, 0, 0};
         rh.status = run_guarded();
         if (rh.status != conf::ST_DONE) oracle_out = oracle_in;  // a rejected or faulting word changes nothing
-        rh.nchanged = conf::diff_buffer(before, buf, changes, conf::BUF_SIZE);
+        rh.nchanged = cb.finish();
         fwrite(&rh, sizeof rh, 1, stdout);
         fwrite(&oracle_out, sizeof oracle_out, 1, stdout);
-        fwrite(changes, sizeof changes[0], rh.nchanged, stdout);
+        fwrite(cb.changes, sizeof cb.changes[0], rh.nchanged, stdout);
     }
     fflush(stdout);
     return 0;

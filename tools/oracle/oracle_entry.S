@@ -104,12 +104,16 @@ oracle_run:
         b oracle_slot
         .size oracle_run, .-oracle_run
 
-// The slot and the code that saves the result share one page, which oracle.cpp makes
-// writable. The first word is replaced by the word of each case.
+// The slot has a page of its own, which oracle.cpp makes writable: rewriting the word makes
+// qemu translate only these two instructions again.
         .balign 4096
         .global oracle_slot
 oracle_slot:
         nop
+        b oracle_save
+        .balign 4096
+
+oracle_save:
         msr tpidr_el0, x0
         adrp x0, oracle_out
         add x0, x0, :lo12:oracle_out

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <sys/mman.h>
 
 namespace conf {
 
@@ -101,5 +102,39 @@ inline uint32_t diff_buffer(const uint8_t* before, const uint8_t* now, buffer_ch
     }
     return n;
 }
+
+// The data buffer of a runner: mapped at BUF_ADDR between guard pages, filled for each case
+// and put back after it.
+struct case_buffer {
+    uint8_t* buf = nullptr;
+    uint8_t before[BUF_SIZE];
+    buffer_change changes[BUF_SIZE];
+    uint32_t seed = 0;
+    bool filled = false;
+
+    bool map() {
+        void* area = mmap(reinterpret_cast<void*>(BUF_ADDR - GUARD), BUF_SIZE + 2 * GUARD, PROT_NONE,
+                          MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0);
+        if (area != reinterpret_cast<void*>(BUF_ADDR - GUARD) ||
+            mprotect(reinterpret_cast<void*>(BUF_ADDR), BUF_SIZE, PROT_READ | PROT_WRITE))
+            return false;
+        buf = reinterpret_cast<uint8_t*>(BUF_ADDR);
+        return true;
+    }
+    // Contents for a case with this seed (refilled only when the seed changes).
+    void prepare(uint32_t s) {
+        if (filled && seed == s) return;
+        fill_buffer(before, s);
+        std::memcpy(buf, before, BUF_SIZE);
+        seed = s;
+        filled = true;
+    }
+    // Records what the case changed into `changes` and undoes it; returns the count.
+    uint32_t finish() {
+        uint32_t n = diff_buffer(before, buf, changes, BUF_SIZE);
+        for (uint32_t i = 0; i < n; i++) buf[changes[i].offset] = before[changes[i].offset];
+        return n;
+    }
+};
 
 }  // namespace conf

@@ -14,26 +14,34 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
-#include <sys/mman.h>
 
 #include "sve/core/sve_emulator.h"
+#include "sve/memory/fault.h"
 #include "tools/sve-step/state_convert.h"
 
 namespace {
 
 sigjmp_buf fault_jump;
 
-void on_fault(int sig) { siglongjmp(fault_jump, sig); }
+// A fault that the emulator contains itself (a guarded read of a first-fault load) goes to its
+// handler; any other ends the case.
+void on_fault(int sig, siginfo_t* info, void* context) {
+    if (SVEFaultRegion) SVESigHandler(sig, info, context);
+    siglongjmp(fault_jump, sig);
+}
 
 // The handler's return code, or the negated signal of a fault inside it.
 __attribute__((noinline)) int32_t run_guarded(sve_handler_t h, cpu_state* st, uint32_t word) {
-    signal(SIGSEGV, on_fault);
-    signal(SIGBUS, on_fault);
+    struct sigaction sa{}, old_segv, old_bus;
+    sa.sa_sigaction = on_fault;
+    sa.sa_flags = SA_SIGINFO | SA_NODEFER;
+    sigaction(SIGSEGV, &sa, &old_segv);
+    sigaction(SIGBUS, &sa, &old_bus);
     int32_t status;
     if (int sig = sigsetjmp(fault_jump, 1); sig == 0) status = h(st, word);
     else status = -sig;
-    signal(SIGSEGV, SIG_DFL);
-    signal(SIGBUS, SIG_DFL);
+    sigaction(SIGSEGV, &old_segv, nullptr);
+    sigaction(SIGBUS, &old_bus, nullptr);
     return status;
 }
 
@@ -56,22 +64,15 @@ int main(int argc, char** argv) {
         std::perror("sve-step");
         return 1;
     }
-    void* area = mmap(reinterpret_cast<void*>(conf::BUF_ADDR - conf::GUARD), conf::BUF_SIZE + 2 * conf::GUARD,
-                      PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0);
-    if (area != reinterpret_cast<void*>(conf::BUF_ADDR - conf::GUARD) ||
-        mprotect(reinterpret_cast<void*>(conf::BUF_ADDR), conf::BUF_SIZE, PROT_READ | PROT_WRITE)) {
-        std::perror("sve-step: cannot map the data buffer");
+    static conf::case_buffer cb;
+    if (!cb.map()) {
+        perror("sve-step: cannot map the data buffer");
         return 1;
     }
     std::map<sve_handler_t, sve_handler_t> generic_of;
     for (const sve_row_info& r : sve_rows)
         if (r.generic) generic_of[r.handler] = r.generic;
 
-    auto* buf = reinterpret_cast<uint8_t*>(conf::BUF_ADDR);
-    static uint8_t before[conf::BUF_SIZE];
-    static conf::buffer_change changes[conf::BUF_SIZE];
-    bool filled = false;
-    uint32_t filled_seed = 0;
     static cpu_state st;
     conf::wire_state ws;
     conf::case_header ch;
@@ -80,12 +81,7 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "sve-step: malformed case record\n");
             return 1;
         }
-        if (!filled || filled_seed != ch.buf_seed) {
-            conf::fill_buffer(before, ch.buf_seed);
-            filled_seed = ch.buf_seed;
-            filled = true;
-        }
-        std::memcpy(buf, before, conf::BUF_SIZE);
+        cb.prepare(ch.buf_seed);
         conf::to_cpu_state(ws, st);
         st.pc = 0x400000;
         conf::result_header rh{conf::RESULT_MAGIC, ch.word, ch.row, conf::ST_SIGILL, 0, 0};
@@ -96,10 +92,10 @@ int main(int argc, char** argv) {
         }
         if (h) rh.status = run_guarded(h, &st, ch.word);
         conf::to_wire_state(st, ws);
-        rh.nchanged = conf::diff_buffer(before, buf, changes, conf::BUF_SIZE);
+        rh.nchanged = cb.finish();
         std::fwrite(&rh, sizeof rh, 1, out);
         std::fwrite(&ws, sizeof ws, 1, out);
-        std::fwrite(changes, sizeof changes[0], rh.nchanged, out);
+        std::fwrite(cb.changes, sizeof cb.changes[0], rh.nchanged, out);
     }
     std::fflush(out);
     return 0;
