@@ -6,6 +6,8 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "fp_util.h"
+
 #define N 45
 
 static float a[N], b[N], c[N];
@@ -33,16 +35,6 @@ __attribute__((noinline)) void divide_half(int n, const _Float16* restrict p, co
 
 __attribute__((noinline)) void halve(int n, const double* restrict p, double* restrict r) {
     for (int i = 0; i < n; i++) r[i] = p[i] * 0.5;
-}
-
-static uint64_t fpcr_read(void) { uint64_t v; __asm__ volatile("mrs %0, fpcr" : "=r"(v)); return v; }
-static void fpcr_write(uint64_t v) { __asm__ volatile("msr fpcr, %0" :: "r"(v)); }
-
-static uint32_t hash(const void* p, size_t n) {
-    const unsigned char* s = p;
-    uint32_t h = 2166136261u;
-    for (size_t i = 0; i < n; i++) h = (h ^ s[i]) * 16777619u;
-    return h;
 }
 
 static void report(const char* what) {

@@ -10,7 +10,7 @@ namespace {
 enum { ESZ_0 = 0, ESZ_1 = 1, ESZ_2 = 2, ESZ_3 = 3, ESZ_4 = 4, ESZ__ = sf::ESZ_NONE };
 
 // Entry of a row whose operation is not written yet.
-__attribute__((noinline)) aarch64_decode_rc unimplemented(cpu_state* s, uint32_t w, const char* name) {
+[[maybe_unused]] __attribute__((noinline)) aarch64_decode_rc unimplemented(cpu_state* s, uint32_t w, const char* name) {
     std::fprintf(stderr, "Unimplemented instruction: [  %tx:\t %08x\t %s  ]\n", (ptrdiff_t)s->pc, w, name);
     return RC_UNIMPLEMENTED;
 }

@@ -137,3 +137,4 @@ VecV VecU64FillSI(uint64_t xn, int64_t imm, CpuContext* c);
 void VecU64SpillSI(VecV zt, uint64_t xn, int64_t imm, CpuContext* c);
 PredV VecPFillSI(uint64_t xn, int64_t imm, CpuContext* c);
 void VecPSpillSI(PredV pt, uint64_t xn, int64_t imm, CpuContext* c);
+#include "sve/memory/gather_ops.h"

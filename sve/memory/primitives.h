@@ -33,11 +33,11 @@ void WriteMemSim(uint64_t value, uint64_t addr, int size, bool sim, CpuContext* 
 // The ReadMemLib / WriteMemLib member of an unsigned element type, for templates over the element.
 template <class T>
 struct mem_lib {
-    static T read(uint64_t a, bool* f, CpuContext* c) {
-        if constexpr (sizeof(T) == 1) return ReadMemLib1(a, 0, f, c);
-        else if constexpr (sizeof(T) == 2) return ReadMemLib2(a, 0, f, c);
-        else if constexpr (sizeof(T) == 4) return ReadMemLib4(a, 0, f, c);
-        else return ReadMemLib8(a, 0, f, c);
+    static T read(uint64_t a, bool* f, CpuContext* c, int no_fault = 0) {
+        if constexpr (sizeof(T) == 1) return ReadMemLib1(a, no_fault, f, c);
+        else if constexpr (sizeof(T) == 2) return ReadMemLib2(a, no_fault, f, c);
+        else if constexpr (sizeof(T) == 4) return ReadMemLib4(a, no_fault, f, c);
+        else return ReadMemLib8(a, no_fault, f, c);
     }
     static void write(T v, uint64_t a, CpuContext* c) {
         if constexpr (sizeof(T) == 1) WriteMemLib1(v, a, c);

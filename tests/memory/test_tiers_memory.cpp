@@ -14,6 +14,12 @@ bool is_memory_row(const std::string& n) {
     return false;
 }
 
+bool is_vector_addressed(const std::string& n) {
+    for (const char* k : {"VIZ", "VSZ", "SVZ"})
+        if (n.find(k) != std::string::npos) return true;
+    return false;
+}
+
 // Large enough for every immediate of these rows around its middle: ldr/str reach 256 vectors.
 struct big_memory {
     static constexpr size_t SIZE = 64 << 10;
@@ -27,7 +33,8 @@ TEST(MemoryTiers, SpecialisedAndGenericAgreeOnABuffer) {
     test_rng r(0x7135);
     int rows = 0;
     for (const sve_row_info& row : sve_rows) {
-        if (!row.generic || !is_memory_row(row.name)) continue;
+        // Gathers and scatters form addresses from vector lanes: their own tier test sets those up.
+        if (!row.generic || !is_memory_row(row.name) || is_vector_addressed(row.name)) continue;
         rows++;
         for (int k = 0; k < 100; k++) {
             cpu_state s;
@@ -56,5 +63,5 @@ TEST(MemoryTiers, SpecialisedAndGenericAgreeOnABuffer) {
                 << row.name << " memory, word " << std::hex << w;
         }
     }
-    EXPECT_EQ(rows, 88);  // 68 contiguous, 16 replicate, 4 fill and spill
+    EXPECT_EQ(rows, 159);  // 68 contiguous, 16 replicate, 4 fill and spill, 48 structure, 16 non-fault, 7 first-fault
 }

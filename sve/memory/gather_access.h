@@ -1,0 +1,56 @@
+// Shared pieces of gathers, scatters and first-fault loads: element addresses of the vector
+// forms, and the element loop of the generic tier with its optional fault guard.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#include "sve/memory/access.h"
+#include "sve/memory/gather_ops.h"
+
+namespace mem {
+
+// Address of one element: `scalar` is Xn (or imm * memory element for VI), `lane` the lane of
+// the offset (or base) vector. 64-bit sum with wrap-around.
+template <class T, class U, int F>
+inline uint64_t gather_address(uint64_t scalar, U lane) {
+    uint64_t off;
+    if constexpr (F == XVS || F == XSV) off = uint64_t(int64_t(int32_t(uint32_t(lane))));
+    else if constexpr (F == YVS || F == YSV) off = uint32_t(lane);
+    else off = uint64_t(lane);  // a 32-bit lane zero-extends
+    if constexpr (F == SV || F == XSV || F == YSV) off <<= log2_of(sizeof(T));
+    return scalar + off;
+}
+
+// Clears the sizeof(U) bits of lane e in a packed FFR.
+template <class U>
+inline void ffr_clear_lane(PredV& ffr, uint32_t e) {
+    for (uint32_t b = 0; b < sizeof(U); b++) {
+        uint32_t i = e * sizeof(U) + b;
+        ffr.w[i >> 6] &= ~(1ull << (i & 63));
+    }
+}
+
+// Generic load of elements at addr(e). With FIRST_FAULT every read is guarded: from the first
+// element that cannot be read upwards the result is zero and the FFR lanes are cleared, active
+// or not, and nothing more is read. Without it the reads are plain.
+template <class T, class U, bool FIRST_FAULT, class Addr>
+VecV generic_load_at(const PredV& pg, Addr addr, CpuContext* c) {
+    VecV r;
+    const uint32_t n = elem_count(c, 8 * sizeof(U));
+    bool fault = false;
+    int no_fault = 0;  // 0 for the first element read, 1 after it
+    for (uint32_t e = 0; e < n; e++) {
+        U v = 0;
+        if (pred_active(pg, e, 8 * sizeof(U)) && !fault) {
+            auto raw = mem_lib<unsigned_of<T>>::read(addr(e), FIRST_FAULT ? &fault : nullptr, c, no_fault);
+            no_fault = 1;
+            if (!fault) v = widen<T, U>(T(raw));
+        }
+        if (fault) ffr_clear_lane<U>(c->ffr, e);
+        vset<U>(r, e, v);
+    }
+    return r;
+}
+
+}  // namespace mem

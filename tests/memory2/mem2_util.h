@@ -1,0 +1,95 @@
+// Helpers of the gather, structure and first-fault tests: what a row's name says about it,
+// memory below 4 GiB (32-bit vector-of-bases forms reach only there), and a traced run.
+#pragma once
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "tests/memory/capture.h"
+#include "tests/memory/mem_rows.h"
+
+// Element sizes, extension and address form read from a stem such as VecS64LoadFF2XSVZ.
+struct row_shape {
+    const sve_row_info* row;
+    uint32_t lane = 0, mem = 0;  // register and memory element, bytes
+    bool sign = false;
+    std::string form;            // VI, VS, XVS, YVS, SV, XSV, YSV
+    bool scaled() const { return form.find("SV") != std::string::npos; }
+    bool sext_offset() const { return form[0] == 'X'; }
+    bool low32() const { return lane == 4 || form[0] == 'X' || form[0] == 'Y'; }
+};
+
+inline std::vector<row_shape> vector_addressed_rows(const char* kind, bool first_fault) {
+    std::vector<row_shape> out;
+    for (const sve_row_info& r : sve_rows) {
+        std::string n = r.name;
+        size_t k = n.find(kind);
+        if (n.rfind("Vec", 0) != 0 || k == std::string::npos || n.back() != 'Z') continue;
+        bool ff = n.compare(k + std::strlen(kind), 2, "FF") == 0;
+        if (ff != first_fault) continue;
+        size_t d = k + std::strlen(kind) + (ff ? 2 : 0);
+        std::string form = n.substr(d + 1, n.size() - d - 2);
+        if (form != "VI" && form != "VS" && form != "XVS" && form != "YVS" && form != "SV" && form != "XSV" &&
+            form != "YSV")
+            continue;
+        row_shape s;
+        s.row = &r;
+        s.lane = uint32_t(std::stoi(n.substr(4, k - 4))) / 8;
+        s.mem = uint32_t(n[d] - '0');
+        s.sign = n[3] == 'S';
+        s.form = form;
+        out.push_back(s);
+    }
+    return out;
+}
+
+// An anonymous mapping below 4 GiB, for the 32-bit vector-of-bases forms.
+struct low_memory {
+    static constexpr size_t SIZE = 64 << 10;
+    uint8_t* bytes = nullptr;
+    low_memory() {
+        for (uint64_t hint = 0x30000000; hint < 0xF0000000 && !bytes; hint += 0x10000000) {
+            void* m = mmap(reinterpret_cast<void*>(hint), SIZE, PROT_READ | PROT_WRITE,
+                           MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0);
+            if (m != MAP_FAILED && uint64_t(m) + SIZE <= (1ull << 32)) bytes = static_cast<uint8_t*>(m);
+            else if (m != MAP_FAILED) munmap(m, SIZE);
+        }
+    }
+    ~low_memory() {
+        if (bytes) munmap(bytes, SIZE);
+    }
+    uint8_t* middle() const { return bytes + SIZE / 2; }
+};
+
+// Little-endian element access of a register or of memory.
+inline uint64_t get_le(const uint8_t* p, uint32_t bytes) {
+    uint64_t v = 0;
+    std::memcpy(&v, p, bytes);
+    return v;
+}
+inline void put_le(uint8_t* p, uint32_t bytes, uint64_t v) { std::memcpy(p, &v, bytes); }
+inline uint64_t extend(uint64_t v, uint32_t from_bytes, bool sign) {
+    if (from_bytes == 8) return v;
+    uint32_t sh = 64 - 8 * from_bytes;
+    return sign ? uint64_t(int64_t(v << sh) >> sh) : (v << sh) >> sh;
+}
+inline uint64_t lane_mask(uint32_t bytes) { return bytes == 8 ? ~0ull : (1ull << (8 * bytes)) - 1; }
+
+// Tracing on for the life of the object, with an empty record list.
+struct traced {
+    traced() {
+        clear_captured_records();
+        enable_trace = true;
+    }
+    ~traced() { enable_trace = false; }
+};
+
+// Bundle flags of record i of k: 7 alone, then 3, 2..., 6.
+inline uint32_t bundle_flags(size_t i, size_t k) {
+    return (i == 0 ? 1u : 0u) | 2u | (i + 1 == k ? 4u : 0u);
+}
