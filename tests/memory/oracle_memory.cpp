@@ -97,7 +97,15 @@ void run_on_processor(code_buffer& code, uint32_t w, const cpu_state& s, uint8_t
 // Z and P of the emulator against those of the processor: "" or the first difference.
 std::string processor_diff(const cpu_state& emu, const uint8_t (&z_area)[32][80], const uint8_t (&p_area)[16][10]) {
     for (int z = 0; z < 32; z++)
-        if (std::memcmp(z_area[z], emu.z[z], 80) != 0) return "z" + std::to_string(z);
+        if (std::memcmp(z_area[z], emu.z[z], 80) != 0) {
+            std::string d = "z" + std::to_string(z) + " bytes (processor/emulator)";
+            for (int i = 0; i < 80; i++) {
+                char b[16];
+                snprintf(b, sizeof b, " %02x/%02x", z_area[z][i], emu.z[z][i]);
+                d += b;
+            }
+            return d;
+        }
     for (int p = 0; p < 16; p++)
         for (int i = 0; i < 80; i++)
             if (((p_area[p][i / 8] >> (i % 8)) & 1) != (emu.p[p][i] & 1))
@@ -154,11 +162,13 @@ TEST(Oracle, MemoryRowsAgreeWithTheProcessor) {
                 << row.name << " memory, word " << std::hex << w;
         }
     }
+    // Non-fault and first-fault loads stay out: the architecture lets a processor give up on any
+    // element but the first, and the oracle does so on readable memory.
     EXPECT_EQ(rows, 144);  // 96 contiguous, replicate, fill and spill; 48 structure
     munmap(m, 1 << 16);
 }
 
-// Gathers and scatters with their vectors of offsets or bases in memory below 4 GiB.
+// Gathers and scatters, with their vectors of offsets or bases in memory below 4 GiB.
 TEST(Oracle, GathersAndScattersAgreeWithTheProcessor) {
     code_buffer code;
     void* m = mmap(nullptr, 1 << 16, PROT_READ | PROT_WRITE | PROT_EXEC, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
