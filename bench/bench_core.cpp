@@ -1,8 +1,10 @@
 // Time of one emulated instruction on this host: the handler that get_sve_handler returns, and
 // for a specialised row also its generic counterpart behind the generic frame.
 //   bench_core [benchmark options]      Google Benchmark over every instruction of the set
-//   bench_core --loop INDEX COUNT       runs one instruction COUNT times (for instruction
-//                                       counts under callgrind); INDEX -1 runs nothing
+//   bench_core --loop INDEX COUNT [generic]
+//                                       runs one instruction COUNT times, through its generic
+//                                       counterpart if asked (for instruction counts under
+//                                       callgrind); INDEX -1 runs nothing
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -51,12 +53,16 @@ void register_all() {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 4 && std::strcmp(argv[1], "--loop") == 0) {
+    if ((argc == 4 || argc == 5) && std::strcmp(argv[1], "--loop") == 0) {
         int index = std::atoi(argv[2]);
         long count = std::atol(argv[3]);
         if (index < 0) return 0;
         const bench_insn& b = bench_insns[index];
         sve_handler_t h = get_sve_handler(b.word);
+        if (h && argc == 5) {
+            const sve_row_info* r = row_of(h);
+            h = r ? r->generic : nullptr;
+        }
         if (!h) return 1;
         cpu_state s;
         bench_state(s, b, buffer);

@@ -24,16 +24,6 @@ uint32_t VecTrueILength(uint32_t pattern, uint32_t n) {
     }
 }
 
-PredV pack_pred(const uint8_t* b) {
-    PredV p = {{0, 0, 0, 0}};
-    for (int i = 0; i < SVE_VL_BYTES; i++) p.w[i >> 6] |= uint64_t(b[i] & 1) << (i & 63);
-    return p;
-}
-
-void unpack_pred(uint8_t* b, const PredV& p) {
-    for (int i = 0; i < SVE_VL_BYTES; i++) b[i] = (p.w[i >> 6] >> (i & 63)) & 1;
-}
-
 CpuContext frame_enter(const cpu_state* s) {
     CpuContext c;
     c.nzcv = uint32_t(s->nzcv);

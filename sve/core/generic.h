@@ -65,8 +65,26 @@ inline void vset(VecV& v, uint32_t e, T x) {
 uint32_t VecTrueILength(uint32_t pattern, uint32_t n);
 
 // The pieces of the generic frame, in the order a generic handler uses them.
-PredV pack_pred(const uint8_t* bytes80);
-void unpack_pred(uint8_t* bytes80, const PredV& p);
+// Predicates move between the byte-per-lane form of cpu_state and the bit form eight bytes at
+// a time: bit 0 of each byte is gathered by one multiplication, and spread back by another.
+inline PredV pack_pred(const uint8_t* bytes80) {
+    PredV p = {{0, 0, 0, 0}};
+    for (int i = 0; i < SVE_VL_BYTES; i += 8) {
+        uint64_t x;
+        std::memcpy(&x, bytes80 + i, 8);
+        x &= 0x0101010101010101ull;
+        p.w[i >> 6] |= ((x * 0x0102040810204080ull) >> 56) << (i & 63);
+    }
+    return p;
+}
+inline void unpack_pred(uint8_t* bytes80, const PredV& p) {
+    for (int i = 0; i < SVE_VL_BYTES; i += 8) {
+        uint64_t bits = (p.w[i >> 6] >> (i & 63)) & 0xFF;
+        uint64_t x = (bits * 0x0101010101010101ull) & 0x8040201008040201ull;
+        x = ((x + 0x7F7F7F7F7F7F7F7Full) & 0x8080808080808080ull) >> 7;
+        std::memcpy(bytes80 + i, &x, 8);
+    }
+}
 CpuContext frame_enter(const cpu_state* s);
 void frame_leave(cpu_state* s, const CpuContext& c);
 inline VecV load_vec(const cpu_state* s, uint32_t n) {

@@ -101,7 +101,8 @@ inline VecV gen_map(const CpuContext* c, F&& f) {
     return r;
 }
 
-// ---- Element operations. Binary ones take the second operand as the zero-extended bit
+// ---- Element operations (f), with the same operation on 16-byte vectors (vec) where the
+// host has one. Binary ones take the second operand as the zero-extended bit
 // pattern of its element, or as the immediate as the handler gives it ----
 
 template <class T>
@@ -109,14 +110,35 @@ inline T wrap_mul(T a, T b) {
     return T(uint64_t(a) * uint64_t(b));
 }
 
-struct op_add { template <class T> static T f(T a, uint64_t b) { return T(uint64_t(a) + b); } };
-struct op_sub { template <class T> static T f(T a, uint64_t b) { return T(uint64_t(a) - b); } };
+struct op_add {
+    template <class T> static T f(T a, uint64_t b) { return T(uint64_t(a) + b); }
+    template <class V> static V vec(V a, V b) { return a + b; }
+};
+struct op_sub {
+    template <class T> static T f(T a, uint64_t b) { return T(uint64_t(a) - b); }
+    template <class V> static V vec(V a, V b) { return a - b; }
+};
 struct op_subr { template <class T> static T f(T a, uint64_t b) { return T(b - uint64_t(a)); } };
-struct op_mul { template <class T> static T f(T a, uint64_t b) { return wrap_mul(a, T(b)); } };
-struct op_and { template <class T> static T f(T a, uint64_t b) { return T(uint64_t(a) & b); } };
-struct op_orr { template <class T> static T f(T a, uint64_t b) { return T(uint64_t(a) | b); } };
-struct op_eor { template <class T> static T f(T a, uint64_t b) { return T(uint64_t(a) ^ b); } };
-struct op_bic { template <class T> static T f(T a, uint64_t b) { return T(uint64_t(a) & ~b); } };
+struct op_mul {
+    template <class T> static T f(T a, uint64_t b) { return wrap_mul(a, T(b)); }
+    template <class V> static V vec(V a, V b) { return a * b; }
+};
+struct op_and {
+    template <class T> static T f(T a, uint64_t b) { return T(uint64_t(a) & b); }
+    template <class V> static V vec(V a, V b) { return a & b; }
+};
+struct op_orr {
+    template <class T> static T f(T a, uint64_t b) { return T(uint64_t(a) | b); }
+    template <class V> static V vec(V a, V b) { return a | b; }
+};
+struct op_eor {
+    template <class T> static T f(T a, uint64_t b) { return T(uint64_t(a) ^ b); }
+    template <class V> static V vec(V a, V b) { return a ^ b; }
+};
+struct op_bic {
+    template <class T> static T f(T a, uint64_t b) { return T(uint64_t(a) & ~b); }
+    template <class V> static V vec(V a, V b) { return a & ~b; }
+};
 
 // Division: a zero divisor gives 0, a signed divisor of -1 the negated dividend.
 template <class T>
@@ -183,7 +205,10 @@ struct op_asrd {
 
 // Unary operations.
 struct op_abs { template <class T> static T f(T x) { return T(bits(AbsInt(Int(zx(x), NBITS<T>, 0)))); } };
-struct op_neg { template <class T> static T f(T x) { return T(U<T>(0) - U<T>(x)); } };
+struct op_neg {
+    template <class T> static T f(T x) { return T(U<T>(0) - U<T>(x)); }
+    template <class V> static V vec(V x) { return V{} - x; }
+};
 struct op_cls { template <class T> static T f(T x) { return T(CountLeadingSignBits(zx(x), NBITS<T>)); } };
 struct op_clz { template <class T> static T f(T x) { return T(CountLeadingZeroBits(zx(x), NBITS<T>)); } };
 struct op_cnt { template <class T> static T f(T x) { return T(BitCount(zx(x), NBITS<T>)); } };
@@ -209,13 +234,27 @@ struct op_ext_from {
 using op_ext8 = op_ext_from<uint8_t>;
 using op_ext16 = op_ext_from<uint16_t>;
 using op_ext32 = op_ext_from<uint32_t>;
-struct op_copy { template <class T> static T f(T x) { return x; } };
+struct op_copy {
+    template <class T> static T f(T x) { return x; }
+    template <class V> static V vec(V x) { return x; }
+};
 
 // Multiply-add: d is the old destination, a and b the other two operands in handle order.
-struct op_mla { template <class T> static T f(T d, T a, T b) { return T(zx(d) + zx(wrap_mul(a, b))); } };
-struct op_mls { template <class T> static T f(T d, T a, T b) { return T(zx(d) - zx(wrap_mul(a, b))); } };
-struct op_mad { template <class T> static T f(T d, T a, T b) { return T(zx(b) + zx(wrap_mul(d, a))); } };
-struct op_msb { template <class T> static T f(T d, T a, T b) { return T(zx(b) - zx(wrap_mul(d, a))); } };
+template <bool SUBTRACT, bool INTO_D>
+struct op_muladd {
+    template <class T> static T f(T d, T a, T b) {
+        uint64_t acc = zx(INTO_D ? d : b), prod = zx(INTO_D ? wrap_mul(a, b) : wrap_mul(d, a));
+        return T(SUBTRACT ? acc - prod : acc + prod);
+    }
+    template <class V> static V vec(V d, V a, V b) {
+        V acc = INTO_D ? d : b, prod = INTO_D ? a * b : d * a;
+        return SUBTRACT ? acc - prod : acc + prod;
+    }
+};
+using op_mla = op_muladd<false, true>;   // d + a * b
+using op_mls = op_muladd<true, true>;    // d - a * b
+using op_mad = op_muladd<false, false>;  // b + d * a
+using op_msb = op_muladd<true, false>;   // b - d * a
 
 // Comparisons: of elements widened to 64 bits by signedness, or lane-wise of vectors (a mask).
 struct cmp_eq { template <class V> static auto f(V a, V b) { return a == b; } };

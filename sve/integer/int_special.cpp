@@ -66,13 +66,33 @@ aarch64_decode_rc zi_bits(cpu_state* s, zr zdn, uint64_t mask) {
 
 // ---- Predicated element loops ----
 
+// Merging on 16-byte chunks: active lanes take f(c, old chunk), inactive ones keep the old value
+// (or get 0 when ZEROING). A lane's mask is 0 - (bit 0 of its first predicate byte).
+template <class T, bool ZEROING = false, class F>
+inline void merge_chunks(uint8_t* dst, const uint8_t* pred, F&& f) {
+    typedef typename vec_of<T>::type V;
+    alignas(16) uint8_t tmp[SVE_VL_BYTES];
+    for (int c = 0; c < SVE_CHUNKS; c++) {
+        V old = vload<V>(dst + 16 * c);
+        V m = V{} - (vload<V>(pred + 16 * c) & T(1));
+        vstore(tmp + 16 * c, (f(c, old) & m) | (ZEROING ? V{} : old & ~m));
+    }
+    std::memcpy(dst, tmp, SVE_VL_BYTES);
+}
+template <class OP, class V> concept binary_vec = requires(V a) { OP::vec(a, a); };
+template <class OP, class V> concept unary_vec = requires(V a) { OP::vec(a); };
+
 // Binary, merging: the active element of Zdn becomes OP(Zdn, Zm).
 template <bool SIGNED, class OP>
 aarch64_decode_rc zpz(cpu_state* s, zr zdn, pr pg, zr zm) {
     on_size<SIGNED>(zsize(zdn), [&](auto t) {
         typedef decltype(t) T;
+        typedef typename vec_of<T>::type V;
         const uint8_t* b = s->z[zm.num];
-        merge_into<T>(s->z[zdn.num], s->p[pg.num], [b](int e, T a) { return OP::template f<T>(a, zx(ld<T>(b, e))); });
+        if constexpr (binary_vec<OP, V>)
+            merge_chunks<T>(s->z[zdn.num], s->p[pg.num], [b](int c, V a) { return OP::vec(a, vload<V>(b + 16 * c)); });
+        else
+            merge_into<T>(s->z[zdn.num], s->p[pg.num], [b](int e, T a) { return OP::template f<T>(a, zx(ld<T>(b, e))); });
     });
     return RC_DONE;
 }
@@ -81,8 +101,12 @@ template <bool SIGNED, class OP, bool ZEROING = false>
 aarch64_decode_rc zpz_unary(cpu_state* s, zr zd, pr pg, zr zn) {
     on_size<SIGNED>(zsize(zd), [&](auto t) {
         typedef decltype(t) T;
+        typedef typename vec_of<T>::type V;
         const uint8_t* a = s->z[zn.num];
-        merge_into<T, ZEROING>(s->z[zd.num], s->p[pg.num], [a](int e, T) { return OP::template f<T>(ld<T>(a, e)); });
+        if constexpr (unary_vec<OP, V>)
+            merge_chunks<T, ZEROING>(s->z[zd.num], s->p[pg.num], [a](int c, V) { return OP::vec(vload<V>(a + 16 * c)); });
+        else
+            merge_into<T, ZEROING>(s->z[zd.num], s->p[pg.num], [a](int e, T) { return OP::template f<T>(ld<T>(a, e)); });
     });
     return RC_DONE;
 }
@@ -90,9 +114,11 @@ template <class OP>
 aarch64_decode_rc zpzz(cpu_state* s, zr zd, pr pg, zr za, zr zb) {
     on_size<false>(zsize(zd), [&](auto t) {
         typedef decltype(t) T;
+        typedef typename vec_of<T>::type V;
         const uint8_t* a = s->z[za.num];
         const uint8_t* b = s->z[zb.num];
-        merge_into<T>(s->z[zd.num], s->p[pg.num], [a, b](int e, T d) { return OP::template f<T>(d, ld<T>(a, e), ld<T>(b, e)); });
+        merge_chunks<T>(s->z[zd.num], s->p[pg.num],
+                        [a, b](int c, V d) { return OP::vec(d, vload<V>(a + 16 * c), vload<V>(b + 16 * c)); });
     });
     return RC_DONE;
 }
@@ -105,8 +131,14 @@ aarch64_decode_rc zpz_div(cpu_state* s, zr zdn, pr pg, zr zm) {
 }
 
 // Native element operations of this tier (the generic tier goes through the wide helpers).
-struct s_max { template <class T> static T f(T a, uint64_t b) { return a > T(b) ? a : T(b); } };
-struct s_min { template <class T> static T f(T a, uint64_t b) { return a < T(b) ? a : T(b); } };
+struct s_max {
+    template <class T> static T f(T a, uint64_t b) { return a > T(b) ? a : T(b); }
+    template <class V> static V vec(V a, V b) { return a > b ? a : b; }
+};
+struct s_min {
+    template <class T> static T f(T a, uint64_t b) { return a < T(b) ? a : T(b); }
+    template <class V> static V vec(V a, V b) { return a < b ? a : b; }
+};
 
 // Shift counts: an element of Zm read unsigned at the element width, never reduced modulo it.
 struct s_lsl { template <class T> static T f(T a, uint64_t n) { return n >= uint64_t(NBITS<T>) ? T(0) : T(zx(a) << n); } };

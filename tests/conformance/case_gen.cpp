@@ -1,0 +1,168 @@
+#include "tests/conformance/case_gen.h"
+
+#include <cctype>
+#include <cstring>
+
+namespace conf {
+
+namespace {
+
+bool ends_with(const char* s, size_t n, const char* suffix) {
+    size_t k = std::strlen(suffix);
+    return n >= k && std::memcmp(s + n - k, suffix, k) == 0;
+}
+
+// Writes `v` into lane `e` of `bytes` bytes of a vector.
+void put_lane(uint8_t* z, int bytes, int e, uint64_t v) { std::memcpy(z + e * bytes, &v, bytes); }
+
+int pick_lane_bytes(test_rng& r, const row_traits& t) {
+    if (t.elem_bytes >= 1 && t.elem_bytes <= 8 && r.below(4)) return t.elem_bytes;
+    return 1 << r.below(4);
+}
+
+void random_vector(test_rng& r, const row_traits& t, uint8_t* z) {
+    int bytes = pick_lane_bytes(r, t);
+    bool fp = t.fp && bytes >= 2;
+    for (int e = 0; e < VL / bytes; e++)
+        put_lane(z, bytes, e, fp && r.below(5) ? interesting_fp(r, bytes) : interesting_value(r, bytes));
+}
+
+// A predicate, one bit per vector byte: all true, all false, one element, random elements,
+// or random bits in every position.
+void random_pred(test_rng& r, const row_traits& t, uint8_t* p) {
+    int bytes = pick_lane_bytes(r, t);
+    int n = VL / bytes;
+    uint8_t bits[VL] = {};
+    switch (r.below(6)) {
+    case 0: for (int e = 0; e < n; e++) bits[e * bytes] = 1; break;
+    case 1: break;
+    case 2: bits[r.below(n) * bytes] = 1; break;
+    case 3: for (int i = 0; i < VL; i++) bits[i] = r.below(2); break;
+    default: for (int e = 0; e < n; e++) bits[e * bytes] = r.below(4) != 0; break;
+    }
+    std::memset(p, 0, PL);
+    for (int i = 0; i < VL; i++) p[i / 8] |= uint8_t(bits[i] << (i % 8));
+}
+
+uint32_t random_fpcr(test_rng& r) {
+    if (r.below(5) < 2) return 0;
+    uint32_t v = r.below(4) << 22;                  // rounding mode
+    if (r.below(3) == 0) v |= 1u << 24;             // FZ
+    if (r.below(3) == 0) v |= 1u << 25;             // DN
+    if (r.below(3) == 0) v |= 1u << 26;             // AHP
+    if (r.below(3) == 0) v |= 1u << 19;             // FZ16
+    return v;
+}
+
+uint32_t random_fpsr(test_rng& r) {
+    if (r.below(10) < 7) return 0;
+    static const uint32_t flags[] = {1u << 0, 1u << 1, 1u << 2, 1u << 3, 1u << 4, 1u << 7, 1u << 27};
+    uint32_t v = 0;
+    for (uint32_t f : flags)
+        if (r.below(2)) v |= f;
+    return v;
+}
+
+uint32_t field(uint32_t w, int lo) { return (w >> lo) & 31; }
+
+// Places the addresses of a memory row inside the data buffer.
+void place_addresses(test_rng& r, const row_traits& t, uint32_t word, gen_case& c) {
+    for (uint64_t& x : c.s.x) x = r.below(64);
+    uint64_t base = BUF_ADDR + BUF_SIZE / 2 - 512 + 16 * r.below(64);
+    uint32_t n = field(word, 5), m = field(word, 16);
+    if (t.form == AF_VI) {
+        int bytes = t.elem_bytes == 4 ? 4 : 8;
+        for (int e = 0; e < VL / bytes; e++) put_lane(c.s.z[n], bytes, e, BUF_ADDR + r.below(BUF_SIZE - 1024));
+        return;
+    }
+    if (n == 31) c.s.sp = base;
+    else c.s.x[n] = base;
+    if (t.form == AF_SV || t.form == AF_VS) {
+        int bytes = t.elem_bytes == 4 ? 4 : 8;
+        for (int e = 0; e < VL / bytes; e++) {
+            uint64_t off = r.below(2048);
+            if (t.ext32 && t.sign_ext && r.below(2)) off = uint64_t(-int64_t(off)) & 0xFFFFFFFFu;
+            if (t.ext32 && bytes == 8) off |= r.next() << 32;  // ignored upper half
+            put_lane(c.s.z[m], bytes, e, off);
+        }
+    }
+}
+
+}  // namespace
+
+row_traits traits_of(const char* name) {
+    row_traits t{};
+    const char* p = name + 3;  // behind "Vec"
+    t.fp = *p == 'F' || *p == 'H' || *p == 'B' || *p == 'D';
+    while (*p && !std::isdigit(static_cast<unsigned char>(*p)) && p < name + 4) p++;
+    int bits = 0;
+    while (std::isdigit(static_cast<unsigned char>(*p))) bits = bits * 10 + (*p++ - '0');
+    t.elem_bytes = bits / 8;
+    t.memory = std::strstr(name, "Load") || std::strstr(name, "Store") || std::strstr(name, "Fill") ||
+               std::strstr(name, "Spill") || std::strstr(name, "Prefetch");
+    t.first_fault = std::strstr(name, "LoadFF") || std::strstr(name, "LoadNF");
+    if (!t.memory) return t;
+    size_t n = std::strlen(name);
+    if (ends_with(name, n, "Z")) n--;
+    if (ends_with(name, n, "SS")) t.form = AF_LSS;
+    else if (ends_with(name, n, "VI")) t.form = AF_VI;
+    else if (ends_with(name, n, "SV")) t.form = AF_SV;
+    else if (ends_with(name, n, "VS")) t.form = AF_VS;
+    else t.form = AF_SI;
+    if (t.form == AF_SV || t.form == AF_VS) {
+        char c = name[n - 3];
+        t.ext32 = c == 'X' || c == 'Y';
+        t.sign_ext = c == 'X';
+    }
+    return t;
+}
+
+uint64_t interesting_fp(test_rng& r, int bytes) {
+    int ebits = bytes == 2 ? 5 : bytes == 4 ? 8 : 11;
+    int fbits = 8 * bytes - 1 - ebits;
+    uint64_t emax = (1ull << ebits) - 1, fmask = (1ull << fbits) - 1, quiet = 1ull << (fbits - 1);
+    uint64_t bias = emax >> 1;
+    uint64_t sign = uint64_t(r.below(2)) << (8 * bytes - 1);
+    uint64_t exp = 0, frac = 0;
+    switch (r.below(14)) {
+    case 0: break;                                                        // zero
+    case 1: exp = emax; break;                                            // infinity
+    case 2: exp = emax; frac = quiet | (r.next() & (quiet - 1)); break;   // quiet NaN
+    case 3: exp = emax; frac = (r.next() & (quiet - 1)) | 1; break;       // signalling NaN
+    case 4: frac = 1; break;                                              // smallest denormal
+    case 5: frac = r.next() & fmask; break;                               // denormal
+    case 6: frac = fmask; break;                                          // largest denormal
+    case 7: exp = 1; break;                                               // smallest normal
+    case 8: exp = emax - 1; frac = fmask; break;                          // largest normal
+    case 9: exp = emax - 1 - r.below(2); frac = r.next() & fmask; break;  // near overflow
+    case 10: exp = bias; break;                                           // 1.0
+    case 11: exp = 1 + r.below(2); frac = r.next() & fmask; break;        // near underflow
+    default: exp = bias - 4 + r.below(9); frac = r.next() & fmask; break; // ordinary
+    }
+    return sign | (exp << fbits) | frac;
+}
+
+gen_case generate_case(int row, uint64_t seed, int index) {
+    const sve_row_info& info = sve_rows[row];
+    row_traits t = traits_of(info.name);
+    test_rng r(seed * 0x100000001B3ull ^ (uint64_t(row) << 20) ^ uint64_t(index));
+    gen_case c;
+    std::memset(&c, 0, sizeof c);
+    uint32_t word = sve_row_word(info, uint32_t(r.next()));
+    // A scalar index in the base register would leave the buffer.
+    while (t.form == AF_LSS && field(word, 5) == field(word, 16) && field(word, 5) != 31)
+        word = sve_row_word(info, uint32_t(r.next()));
+    c.h = {CASE_MAGIC, word, row, uint32_t(r.next()), 0, 0};
+    for (uint64_t& x : c.s.x) x = interesting_value(r, 8);
+    c.s.sp = 0x7ff000000000ull + 16 * r.below(1 << 20);
+    c.s.nzcv = uint64_t(r.below(16)) << 28;
+    c.s.fpcr = random_fpcr(r);
+    c.s.fpsr = random_fpsr(r);
+    for (auto& z : c.s.z) random_vector(r, t, z);
+    for (auto& p : c.s.p) random_pred(r, t, p);
+    random_pred(r, t, c.s.ffr);
+    if (t.memory) place_addresses(r, t, word, c);
+    return c;
+}
+
+}  // namespace conf
