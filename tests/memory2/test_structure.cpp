@@ -25,18 +25,13 @@ std::vector<structure_shape> structure_rows() {
     return out;
 }
 
-struct big_buffer {
-    static constexpr size_t SIZE = 16 << 10;
-    alignas(64) uint8_t bytes[SIZE];
-};
-
 }  // namespace
 
 // Every row against a model of the interleaving, with random registers, predicates and bases.
 TEST(Structure, EveryRowMovesItsInterleavedElementsAndReportsEachLaneOnce) {
     auto rows = structure_rows();
     ASSERT_EQ(rows.size(), 48u);
-    static big_buffer mem, want;
+    static test_memory mem, want;
     test_rng r(0x57c7);
     for (const structure_shape& sh : rows) {
         for (int k = 0; k < 25; k++) {
@@ -48,7 +43,7 @@ TEST(Structure, EveryRowMovesItsInterleavedElementsAndReportsEachLaneOnce) {
             f.pg = r.below(8);
             f.rn = r.below(31);
             do f.rm = r.below(32); while (f.rm == f.rn);
-            uint64_t xn = uint64_t(mem.bytes) + big_buffer::SIZE / 2 + r.below(64);
+            uint64_t xn = uint64_t(mem.bytes) + test_memory::SIZE / 2 + r.below(64);
             s.x[f.rn] = xn;
             int64_t offset;  // bytes
             if (sh.imm_form) {
@@ -63,7 +58,7 @@ TEST(Structure, EveryRowMovesItsInterleavedElementsAndReportsEachLaneOnce) {
             uint64_t base = xn + uint64_t(offset);
             const uint32_t lanes = 80 / sh.bytes;
             cpu_state expect = s;
-            std::memcpy(want.bytes, mem.bytes, big_buffer::SIZE);
+            std::memcpy(want.bytes, mem.bytes, test_memory::SIZE);
             std::vector<uint64_t> rec;
             for (uint32_t i = 0; i < lanes; i++) {
                 bool on = s.p[f.pg][i * sh.bytes] & 1;
@@ -90,16 +85,16 @@ TEST(Structure, EveryRowMovesItsInterleavedElementsAndReportsEachLaneOnce) {
             }
             expect.pc = s.pc;
             ASSERT_EQ(state_diff(s, expect, false), "") << sh.row->name << " word " << std::hex << w;
-            ASSERT_EQ(std::memcmp(mem.bytes, want.bytes, big_buffer::SIZE), 0) << sh.row->name;
+            ASSERT_EQ(std::memcmp(mem.bytes, want.bytes, test_memory::SIZE), 0) << sh.row->name;
         }
     }
 }
 
 // Hand-worked bases and register lists: the byte at each address is its offset from the middle.
 TEST(Structure, BasesAndRegisterLists) {
-    static big_buffer mem;
-    uint8_t* mid = mem.bytes + big_buffer::SIZE / 2;
-    for (long i = 0; i < long(big_buffer::SIZE); i++) mem.bytes[i] = uint8_t(i - big_buffer::SIZE / 2);
+    static test_memory mem;
+    uint8_t* mid = mem.bytes + test_memory::SIZE / 2;
+    for (long i = 0; i < long(test_memory::SIZE); i++) mem.bytes[i] = uint8_t(i - test_memory::SIZE / 2);
     struct {
         const char* row;
         uint32_t zt;
@@ -130,9 +125,9 @@ TEST(Structure, BasesAndRegisterLists) {
 }
 
 TEST(Structure, StoreWrapsTheListAndAnInactiveLaneStillAdvances) {
-    static big_buffer mem;
-    std::memset(mem.bytes, 0xEE, big_buffer::SIZE);
-    uint8_t* mid = mem.bytes + big_buffer::SIZE / 2;
+    static test_memory mem;
+    std::memset(mem.bytes, 0xEE, test_memory::SIZE);
+    uint8_t* mid = mem.bytes + test_memory::SIZE / 2;
     cpu_state s = {};
     s.x[3] = uint64_t(mid);
     s.p[2][4] = 1;  // st2w z31, z0: lane 1 only
