@@ -112,27 +112,6 @@ TEST(Scatter, EveryRowWritesWhereItsFormSaysInAscendingOrder) {
     }
 }
 
-TEST(Scatter, SameAddressTwiceKeepsTheHigherLaneAndRecordsBoth) {
-    low_memory m;
-    ASSERT_NE(m.bytes, nullptr);
-    const sve_row_info* row = find_row("VecU64Store8SVZ");  // st1d z0.d, p0, [x1, z2.d, lsl #3]
-    ASSERT_NE(row, nullptr);
-    cpu_state s = {};
-    s.x[1] = uint64_t(m.middle());
-    s.p[0][0] = s.p[0][8] = 1;  // lanes 0 and 1, both at offset 0
-    put_le(s.z[0], 8, 0x1111111111111111ull);
-    put_le(s.z[0] + 8, 8, 0x2222222222222222ull);
-    traced t;
-    ASSERT_EQ(run_word(&s, mem_word(*row, {0, 0, 1, 2})), RC_DONE);
-    EXPECT_EQ(get_le(m.middle(), 8), 0x2222222222222222ull);
-    auto got = captured_records();
-    ASSERT_EQ(got.size(), 2u);
-    EXPECT_EQ(got[0].address, s.x[1]);
-    EXPECT_EQ(got[1].address, s.x[1]);
-    EXPECT_EQ(got[0].flags, 3u);
-    EXPECT_EQ(got[1].flags, 6u);
-}
-
 TEST(GatherScatterTiers, SpecialisedAndGenericAgreeOnABuffer) {
     low_memory m;
     ASSERT_NE(m.bytes, nullptr);

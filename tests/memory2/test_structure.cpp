@@ -123,24 +123,3 @@ TEST(Structure, BasesAndRegisterLists) {
         EXPECT_EQ(s.z[c.second_reg][0], uint8_t(c.base_offset + int(esize))) << c.row;
     }
 }
-
-TEST(Structure, StoreWrapsTheListAndAnInactiveLaneStillAdvances) {
-    static test_memory mem;
-    std::memset(mem.bytes, 0xEE, test_memory::SIZE);
-    uint8_t* mid = mem.bytes + test_memory::SIZE / 2;
-    cpu_state s = {};
-    s.x[3] = uint64_t(mid);
-    s.p[2][4] = 1;  // st2w z31, z0: lane 1 only
-    put_le(s.z[31] + 4, 4, 0x31313131);
-    put_le(s.z[0] + 4, 4, 0x00000000);
-    traced t;
-    ASSERT_EQ(run_word(&s, mem_word(*find_row("VecU32E2Store4SIZ"), {31, 2, 3, 0})), RC_DONE);
-    EXPECT_EQ(get_le(mid, 8), 0xEEEEEEEEEEEEEEEEull) << "lane 0 is inactive";
-    EXPECT_EQ(get_le(mid + 8, 8), 0x0000000031313131ull);
-    EXPECT_EQ(mid[16], 0xEE);
-    auto got = captured_records();
-    ASSERT_EQ(got.size(), 1u);
-    EXPECT_EQ(got[0].address, uint64_t(mid + 12));
-    EXPECT_EQ(got[0].size, 4u);
-    EXPECT_EQ(got[0].flags, 7u);
-}
