@@ -18,35 +18,26 @@ inline U lane_of(const cpu_state* s, uint32_t z, uint32_t e) {
     return v;
 }
 
-template <class T, class U, int F>
-aarch64_decode_rc gather(cpu_state* s, uint32_t zt, uint32_t pg, uint32_t zv, uint64_t scalar) {
+// One element after the other: a load writes every destination lane (zero when inactive); a
+// store touches memory for active lanes only, and two active lanes with the same address both
+// store, in ascending order.
+template <class T, class U, int F, bool STORE>
+aarch64_decode_rc vector_access(cpu_state* s, uint32_t zt, uint32_t pg, uint32_t zv, uint64_t scalar) {
     memtrace_slots slots;
     const uint8_t* p = s->p[pg];
     for (uint32_t e = 0; e < SVE_VL_BYTES / sizeof(U); e++) {
-        U v = 0;
-        if (lane_active<U>(p, e)) {
-            uint64_t a = gather_address<T, U, F>(scalar, lane_of<U>(s, zv, e));
-            slots.addr[e] = a;
-            v = widen<T, U>(load_app<T>(a));
+        const bool on = lane_active<U>(p, e);
+        uint64_t a = 0;
+        if (on) slots.addr[e] = a = gather_address<T, U, F>(scalar, lane_of<U>(s, zv, e));
+        if constexpr (STORE) {
+            if (on) store_app<T>(a, T(lane_of<U>(s, zt, e)));  // the low bytes of the lane
+        } else {
+            const U v = on ? widen<T, U>(load_app<T>(a)) : U(0);
+            std::memcpy(s->z[zt] + e * sizeof(U), &v, sizeof v);
         }
-        std::memcpy(s->z[zt] + e * sizeof(U), &v, sizeof v);
     }
-    memtrace_bundle(s, slots.addr, reinterpret_cast<const char*>(p), sizeof(U), sizeof(T), memaccess_read);
-    return RC_DONE;
-}
-
-// Two active elements with the same address both store, in ascending order.
-template <class T, class U, int F>
-aarch64_decode_rc scatter(cpu_state* s, uint32_t zt, uint32_t pg, uint32_t zv, uint64_t scalar) {
-    memtrace_slots slots;
-    const uint8_t* p = s->p[pg];
-    for (uint32_t e = 0; e < SVE_VL_BYTES / sizeof(U); e++) {
-        if (!lane_active<U>(p, e)) continue;
-        uint64_t a = gather_address<T, U, F>(scalar, lane_of<U>(s, zv, e));
-        slots.addr[e] = a;
-        store_app<T>(a, T(lane_of<U>(s, zt, e)));  // the low bytes of the lane
-    }
-    memtrace_bundle(s, slots.addr, reinterpret_cast<const char*>(p), sizeof(U), sizeof(T), memaccess_write);
+    memtrace_bundle(s, slots.addr, reinterpret_cast<const char*>(p), sizeof(U), sizeof(T),
+                    STORE ? memaccess_write : memaccess_read);
     return RC_DONE;
 }
 
@@ -85,14 +76,14 @@ void generic_scatter(const VecV& zt, const PredV& pg, const VecV& zv, uint64_t s
 
 #define DEFINE_GATHER(op, stem, T, U, F)                                                              \
     aarch64_decode_rc op(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, SVE_GATHER_ARGS_##F(_)) { \
-        return gather<T, U, F>(s, zt.num, pg.num, SVE_GATHER_PASS_##F(T));                            \
+        return vector_access<T, U, F, false>(s, zt.num, pg.num, SVE_GATHER_PASS_##F(T));                            \
     }                                                                                                 \
     VecV stem(PredV pg, SVE_GATHER_GARGS_##F(_), CpuContext* c) {                                     \
         return generic_gather<T, U, F, false>(pg, SVE_GATHER_GPASS_##F(T), c);                        \
     }
 #define DEFINE_SCATTER(op, stem, T, U, F)                                                             \
     aarch64_decode_rc op(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, SVE_GATHER_ARGS_##F(_)) { \
-        return scatter<T, U, F>(s, zt.num, pg.num, SVE_GATHER_PASS_##F(T));                           \
+        return vector_access<T, U, F, true>(s, zt.num, pg.num, SVE_GATHER_PASS_##F(T));                           \
     }                                                                                                 \
     void stem(VecV zt, PredV pg, SVE_GATHER_GARGS_##F(_), CpuContext* c) {                            \
         generic_scatter<T, U, F>(zt, pg, SVE_GATHER_GPASS_##F(T), c);                                 \

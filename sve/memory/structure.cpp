@@ -77,23 +77,19 @@ inline uint64_t generic_imm_base(uint64_t xn, int64_t imm, const CpuContext* c) 
 
 }  // namespace
 
+// The immediate counts groups of N vectors; Xm counts elements.
+#define DEFINE_STRUCTURE_KIND(N, m, T, n, kind)                                                                   \
+    aarch64_decode_rc sve_##kind##N##m##_zpri(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg,                     \
+                                              aarch64_i_rsp_reg xn, int imm) {                                      \
+        return sve_##kind##N_zpri<T, T, N>(s, zt, pg, xn, int64_t(imm) * N * (SVE_VL_BYTES / n));                  \
+    }                                                                                                               \
+    aarch64_decode_rc sve_##kind##N##m##_scaled_zprr(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg,              \
+                                                     aarch64_i_rsp_reg xn, aarch64_i_reg xm) {                      \
+        return sve_##kind##N_zpri<T, T, N>(s, zt, pg, xn, int64_t(read_xzr(s, xm)));                               \
+    }
 #define DEFINE_STRUCTURE(N, m, pre, n, T)                                                                         \
-    aarch64_decode_rc sve_ld##N##m##_zpri(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn,  \
-                                          int imm) {                                                               \
-        return sve_ldN_zpri<T, T, N>(s, zt, pg, xn, int64_t(imm) * N * (SVE_VL_BYTES / n));                       \
-    }                                                                                                              \
-    aarch64_decode_rc sve_ld##N##m##_scaled_zprr(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg,                 \
-                                                 aarch64_i_rsp_reg xn, aarch64_i_reg xm) {                         \
-        return sve_ldN_zpri<T, T, N>(s, zt, pg, xn, int64_t(read_xzr(s, xm)));                                     \
-    }                                                                                                              \
-    aarch64_decode_rc sve_st##N##m##_zpri(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn,  \
-                                          int imm) {                                                               \
-        return sve_stN_zpri<T, T, N>(s, zt, pg, xn, int64_t(imm) * N * (SVE_VL_BYTES / n));                       \
-    }                                                                                                              \
-    aarch64_decode_rc sve_st##N##m##_scaled_zprr(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg,                 \
-                                                 aarch64_i_rsp_reg xn, aarch64_i_reg xm) {                         \
-        return sve_stN_zpri<T, T, N>(s, zt, pg, xn, int64_t(read_xzr(s, xm)));                                     \
-    }                                                                                                              \
+    DEFINE_STRUCTURE_KIND(N, m, T, n, ld)                                                                          \
+    DEFINE_STRUCTURE_KIND(N, m, T, n, st)                                                                          \
     VecList<N> pre##E##N##Load##n##SIZ(PredV pg, uint64_t xn, int64_t imm, CpuContext* c) {                        \
         return generic_ldN<T, N>(pg, generic_imm_base<T, N>(xn, imm, c), c);                                       \
     }                                                                                                              \

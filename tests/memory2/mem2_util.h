@@ -93,3 +93,51 @@ struct traced {
 inline uint32_t bundle_flags(size_t i, size_t k) {
     return (i == 0 ? 1u : 0u) | 2u | (i + 1 == k ? 4u : 0u);
 }
+
+// One gather or scatter set up on low memory: the word, the state, and the address each lane
+// should use.
+struct vector_case {
+    uint32_t word;
+    cpu_state s;
+    uint64_t addr[80];
+    bool active[80];
+};
+
+inline vector_case make_case(const row_shape& sh, uint8_t* middle, test_rng& r, int k, int offset_range,
+                             uint32_t max_reg = 32) {
+    vector_case c;
+    random_state(c.s, r);
+    mem_fields f;
+    f.zt = r.below(32);
+    f.pg = r.below(8);
+    f.rn = r.below(max_reg);
+    f.rm = r.below(max_reg);
+    const uint32_t n = 80 / sh.lane;
+    uint64_t base = uint64_t(middle) + r.below(64);
+    bool vi = sh.form == "VI";
+    if (k % 3 == 0) (vi ? f.rn : f.rm) = f.zt;  // destination is also the address vector
+    uint32_t zv = vi ? f.rn : f.rm;
+    if (!vi) {
+        if (f.rn == 31) c.s.sp = base; else c.s.x[f.rn] = base;
+    }
+    uint64_t scale = sh.scaled() ? sh.mem : 1;
+    for (uint32_t e = 0; e < n; e++) {
+        c.active[e] = r.below(10) < 7;
+        c.s.p[f.pg][e * sh.lane] = c.active[e] ? uint8_t(1 | (r.next() & 0xFE)) : uint8_t(r.next() & 0xFE);
+        uint64_t lane;
+        if (vi) {
+            lane = base + r.below(uint32_t(offset_range));
+            c.addr[e] = lane + f.rm * sh.mem;
+        } else {
+            int64_t off = sh.sext_offset() ? int64_t(r.below(uint32_t(offset_range))) - offset_range / 2
+                                           : int64_t(r.below(uint32_t(offset_range)));
+            lane = uint64_t(off);
+            if (sh.lane == 8 && sh.low32()) lane = (r.next() << 32) | uint32_t(off);  // high half ignored
+            c.addr[e] = base + uint64_t(off) * scale;
+        }
+        put_le(c.s.z[zv] + e * sh.lane, sh.lane, lane);
+    }
+    c.word = mem_word(*sh.row, f);
+    return c;
+}
+

@@ -12,52 +12,6 @@ uint64_t addr_of(uint64_t scalar, uint64_t lane) {
     return mem::gather_address<T, U, F>(scalar, U(lane));
 }
 
-// One gather or scatter set up on low memory: the word, the state, and the address each lane
-// should use.
-struct vector_case {
-    uint32_t word;
-    cpu_state s;
-    uint64_t addr[80];
-    bool active[80];
-};
-
-vector_case make_case(const row_shape& sh, uint8_t* middle, test_rng& r, int k, int offset_range) {
-    vector_case c;
-    random_state(c.s, r);
-    mem_fields f;
-    f.zt = r.below(32);
-    f.pg = r.below(8);
-    f.rn = r.below(32);
-    f.rm = r.below(32);
-    const uint32_t n = 80 / sh.lane;
-    uint64_t base = uint64_t(middle) + r.below(64);
-    bool vi = sh.form == "VI";
-    if (k % 3 == 0) (vi ? f.rn : f.rm) = f.zt;  // destination is also the address vector
-    uint32_t zv = vi ? f.rn : f.rm;
-    if (!vi) {
-        if (f.rn == 31) c.s.sp = base; else c.s.x[f.rn] = base;
-    }
-    uint64_t scale = sh.scaled() ? sh.mem : 1;
-    for (uint32_t e = 0; e < n; e++) {
-        c.active[e] = r.below(10) < 7;
-        c.s.p[f.pg][e * sh.lane] = c.active[e] ? uint8_t(1 | (r.next() & 0xFE)) : uint8_t(r.next() & 0xFE);
-        uint64_t lane;
-        if (vi) {
-            lane = base + r.below(uint32_t(offset_range));
-            c.addr[e] = lane + f.rm * sh.mem;
-        } else {
-            int64_t off = sh.sext_offset() ? int64_t(r.below(uint32_t(offset_range))) - offset_range / 2
-                                           : int64_t(r.below(uint32_t(offset_range)));
-            lane = uint64_t(off);
-            if (sh.lane == 8 && sh.low32()) lane = (r.next() << 32) | uint32_t(off);  // high half ignored
-            c.addr[e] = base + uint64_t(off) * scale;
-        }
-        put_le(c.s.z[zv] + e * sh.lane, sh.lane, lane);
-    }
-    c.word = mem_word(*sh.row, f);
-    return c;
-}
-
 void expect_bundle(const vector_case& c, const row_shape& sh, memaccess_type_t type) {
     auto got = captured_records();
     std::vector<uint32_t> lanes;
@@ -156,27 +110,6 @@ TEST(Scatter, EveryRowWritesWhereItsFormSaysInAscendingOrder) {
             ASSERT_EQ(std::memcmp(m.bytes, want, low_memory::SIZE), 0) << sh.row->name << " word " << std::hex << c.word;
         }
     }
-}
-
-TEST(Scatter, SameAddressTwiceKeepsTheHigherLaneAndRecordsBoth) {
-    low_memory m;
-    ASSERT_NE(m.bytes, nullptr);
-    const sve_row_info* row = find_row("VecU64Store8SVZ");  // st1d z0.d, p0, [x1, z2.d, lsl #3]
-    ASSERT_NE(row, nullptr);
-    cpu_state s = {};
-    s.x[1] = uint64_t(m.middle());
-    s.p[0][0] = s.p[0][8] = 1;  // lanes 0 and 1, both at offset 0
-    put_le(s.z[0], 8, 0x1111111111111111ull);
-    put_le(s.z[0] + 8, 8, 0x2222222222222222ull);
-    traced t;
-    ASSERT_EQ(run_word(&s, mem_word(*row, {0, 0, 1, 2})), RC_DONE);
-    EXPECT_EQ(get_le(m.middle(), 8), 0x2222222222222222ull);
-    auto got = captured_records();
-    ASSERT_EQ(got.size(), 2u);
-    EXPECT_EQ(got[0].address, s.x[1]);
-    EXPECT_EQ(got[1].address, s.x[1]);
-    EXPECT_EQ(got[0].flags, 3u);
-    EXPECT_EQ(got[1].flags, 6u);
 }
 
 TEST(GatherScatterTiers, SpecialisedAndGenericAgreeOnABuffer) {
