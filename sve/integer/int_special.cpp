@@ -81,6 +81,16 @@ inline void merge_chunks(uint8_t* dst, const uint8_t* pred, F&& f) {
 }
 template <class OP, class V> concept binary_vec = requires(V a) { OP::vec(a, a); };
 template <class OP, class V> concept unary_vec = requires(V a) { OP::vec(a); };
+// The vector forms of OP, well-formed for every OP: some compilers instantiate the lambdas of a
+// discarded branch, so the callers below must not name OP::vec directly.
+template <class OP, class V> V vec_of_op(V a, V b) {
+    if constexpr (binary_vec<OP, V>) return OP::vec(a, b);
+    else return a;
+}
+template <class OP, class V> V vec_of_op(V a) {
+    if constexpr (unary_vec<OP, V>) return OP::vec(a);
+    else return a;
+}
 
 // Binary, merging: the active element of Zdn becomes OP(Zdn, Zm).
 template <bool SIGNED, class OP>
@@ -90,7 +100,7 @@ aarch64_decode_rc zpz(cpu_state* s, zr zdn, pr pg, zr zm) {
         typedef typename vec_of<T>::type V;
         const uint8_t* b = s->z[zm.num];
         if constexpr (binary_vec<OP, V>)
-            merge_chunks<T>(s->z[zdn.num], s->p[pg.num], [b](int c, V a) { return OP::vec(a, vload<V>(b + 16 * c)); });
+            merge_chunks<T>(s->z[zdn.num], s->p[pg.num], [b](int c, V a) { return vec_of_op<OP>(a, vload<V>(b + 16 * c)); });
         else
             merge_into<T>(s->z[zdn.num], s->p[pg.num], [b](int e, T a) { return OP::template f<T>(a, zx(ld<T>(b, e))); });
     });
@@ -104,7 +114,7 @@ aarch64_decode_rc zpz_unary(cpu_state* s, zr zd, pr pg, zr zn) {
         typedef typename vec_of<T>::type V;
         const uint8_t* a = s->z[zn.num];
         if constexpr (unary_vec<OP, V>)
-            merge_chunks<T, ZEROING>(s->z[zd.num], s->p[pg.num], [a](int c, V) { return OP::vec(vload<V>(a + 16 * c)); });
+            merge_chunks<T, ZEROING>(s->z[zd.num], s->p[pg.num], [a](int c, V) { return vec_of_op<OP>(vload<V>(a + 16 * c)); });
         else
             merge_into<T, ZEROING>(s->z[zd.num], s->p[pg.num], [a](int e, T) { return OP::template f<T>(ld<T>(a, e)); });
     });
