@@ -45,16 +45,6 @@ inline aarch64_decode_rc run_row(const char* name, cpu_state& s, uint32_t fields
 }
 
 template <class T>
-inline T zget(const cpu_state& s, int z, int e) {
-    T v;
-    std::memcpy(&v, s.z[z] + e * sizeof(T), sizeof(T));
-    return v;
-}
-template <class T>
-inline void zset(cpu_state& s, int z, int e, T v) {
-    std::memcpy(s.z[z] + e * sizeof(T), &v, sizeof(T));
-}
-template <class T>
 inline void zfill(cpu_state& s, int z, T v) {
     for (int e = 0; e < SVE_VL_BYTES / int(sizeof(T)); e++) zset<T>(s, z, e, v);
 }

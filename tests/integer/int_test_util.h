@@ -36,16 +36,6 @@ inline std::string run(cpu_state& s, uint32_t w) {
     return r->name;
 }
 
-template <class T>
-inline T zget(const cpu_state& s, int reg, int e) {
-    T v;
-    std::memcpy(&v, s.z[reg] + e * sizeof(T), sizeof(T));
-    return v;
-}
-template <class T>
-inline void zset(cpu_state& s, int reg, int e, T v) {
-    std::memcpy(s.z[reg] + e * sizeof(T), &v, sizeof(T));
-}
 // Element e of b bytes, zero-extended.
 inline uint64_t zget_n(const cpu_state& s, int reg, int e, int b) {
     uint64_t v = 0;

@@ -46,18 +46,8 @@ inline int pred_count(const cpu_state& s, int k, int esz) {
 // The flags as a four-bit number NZCV.
 inline int nzcv(const cpu_state& s) { return int(s.nzcv >> 28) & 15; }
 
-template <class T>
-inline T zelem(const cpu_state& s, int k, int e) {
-    T v;
-    std::memcpy(&v, s.z[k] + e * sizeof(T), sizeof(T));
-    return v;
-}
-template <class T>
-inline void set_zelem(cpu_state& s, int k, int e, T v) {
-    std::memcpy(s.z[k] + e * sizeof(T), &v, sizeof(T));
-}
 // Z register k with element e of type T set to f(e).
 template <class T>
 inline void set_z(cpu_state& s, int k, const std::function<T(int)>& f) {
-    for (int e = 0; e < SVE_VL_BYTES / int(sizeof(T)); e++) set_zelem<T>(s, k, e, f(e));
+    for (int e = 0; e < SVE_VL_BYTES / int(sizeof(T)); e++) zset<T>(s, k, e, f(e));
 }

@@ -74,9 +74,9 @@ TEST(Permute, TableLookup) {
     set_z<uint32_t>(s, 3, [](int e) { return e == 0 ? 20u : e == 1 ? 19u : 0xFFFFFFFFu; });
     set_z<uint32_t>(s, 2, [](int e) { return 1000u + e; });
     exec(s, 0x05a33041);  // tbl z1.s, {z2.s}, z3.s
-    EXPECT_EQ(zelem<uint32_t>(s, 1, 0), 0u);
-    EXPECT_EQ(zelem<uint32_t>(s, 1, 1), 1019u);
-    EXPECT_EQ(zelem<uint32_t>(s, 1, 2), 0u);
+    EXPECT_EQ(zget<uint32_t>(s, 1, 0), 0u);
+    EXPECT_EQ(zget<uint32_t>(s, 1, 1), 1019u);
+    EXPECT_EQ(zget<uint32_t>(s, 1, 2), 0u);
 }
 
 TEST(Permute, SpliceAndCompact) {
@@ -109,14 +109,14 @@ TEST(Permute, SpliceAndCompact) {
     cpu_state s = sources();
     set_z<uint32_t>(s, 3, [](int e) { return 500u + e; });
     exec(s, 0x05a18861);  // compact z1.s, p2, z3.s with p2 all false
-    for (int e = 0; e < 20; e++) ASSERT_EQ(zelem<uint32_t>(s, 1, e), 0u);
+    for (int e = 0; e < 20; e++) ASSERT_EQ(zget<uint32_t>(s, 1, e), 0u);
     set_pred(s, 2, 2, in({1, 5, 19}));
     exec(s, 0x05a18861);
     uint32_t want[20] = {501, 505, 519};
-    for (int e = 0; e < 20; e++) ASSERT_EQ(zelem<uint32_t>(s, 1, e), want[e]) << e;
+    for (int e = 0; e < 20; e++) ASSERT_EQ(zget<uint32_t>(s, 1, e), want[e]) << e;
     std::memset(s.p[2], 1, SVE_VL_BYTES);
     exec(s, 0x05a18861);  // all active: a copy
-    for (int e = 0; e < 20; e++) ASSERT_EQ(zelem<uint32_t>(s, 1, e), 500u + e) << e;
+    for (int e = 0; e < 20; e++) ASSERT_EQ(zget<uint32_t>(s, 1, e), 500u + e) << e;
 }
 
 TEST(Permute, InsertFromGeneralRegister) {
@@ -124,17 +124,17 @@ TEST(Permute, InsertFromGeneralRegister) {
     cpu_state old = s;
     s.x[2] = 0x1122334455667788ull;
     exec(s, 0x05e43841);  // insr z1.d, x2
-    EXPECT_EQ(zelem<uint64_t>(s, 1, 0), 0x1122334455667788ull);
-    for (int e = 1; e < 10; e++) EXPECT_EQ(zelem<uint64_t>(s, 1, e), zelem<uint64_t>(old, 1, e - 1));
+    EXPECT_EQ(zget<uint64_t>(s, 1, 0), 0x1122334455667788ull);
+    for (int e = 1; e < 10; e++) EXPECT_EQ(zget<uint64_t>(s, 1, e), zget<uint64_t>(old, 1, e - 1));
 }
 
 TEST(Permute, Unpacks) {
     cpu_state s = sources();
     exec(s, 0x05733841);  // uunpkhi z1.h, z2.b
-    for (int e = 0; e < 40; e++) ASSERT_EQ(zelem<uint16_t>(s, 1, e), 40 + e);
+    for (int e = 0; e < 40; e++) ASSERT_EQ(zget<uint16_t>(s, 1, e), 40 + e);
     set_z<int32_t>(s, 2, [](int e) { return e % 2 ? -e : e; });
     exec(s, 0x05f03841);  // sunpklo z1.d, z2.s
-    for (int e = 0; e < 10; e++) ASSERT_EQ(zelem<int64_t>(s, 1, e), e % 2 ? -e : e);
+    for (int e = 0; e < 10; e++) ASSERT_EQ(zget<int64_t>(s, 1, e), e % 2 ? -e : e);
 }
 
 TEST(Permute, Addresses) {
@@ -143,7 +143,7 @@ TEST(Permute, Addresses) {
     set_z<uint64_t>(s, 3, [](int e) { return 0xFFFFFFFF00000000ull | uint32_t(-e); });
     cpu_state t = s;
     exec(s, 0x04e3ac41);  // adr z1.d, [z2.d, z3.d, lsl #3]
-    for (int e = 0; e < 10; e++) ASSERT_EQ(zelem<uint64_t>(s, 1, e), 0x1000ull * e + (zelem<uint64_t>(t, 3, e) << 3));
+    for (int e = 0; e < 10; e++) ASSERT_EQ(zget<uint64_t>(s, 1, e), 0x1000ull * e + (zget<uint64_t>(t, 3, e) << 3));
     exec(t, 0x0423a441);  // adr z1.d, [z2.d, z3.d, sxtw #1]
-    for (int e = 0; e < 10; e++) ASSERT_EQ(zelem<uint64_t>(t, 1, e), 0x1000ull * e - 2 * e) << e;
+    for (int e = 0; e < 10; e++) ASSERT_EQ(zget<uint64_t>(t, 1, e), 0x1000ull * e - 2 * e) << e;
 }

@@ -113,5 +113,5 @@ TEST(Reduce, ScalarAndVectorDestinations) {
     EXPECT_EQ(state_diff(s, old, false), "");
     s.p[2][6] = 1;
     exec(s, 0x05698861);
-    for (int e = 0; e < 40; e++) ASSERT_EQ(zelem<uint16_t>(s, 1, e), 0x0706) << e;
+    for (int e = 0; e < 40; e++) ASSERT_EQ(zget<uint16_t>(s, 1, e), 0x0706) << e;
 }

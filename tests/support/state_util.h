@@ -19,6 +19,18 @@ struct test_rng {
     uint32_t below(uint32_t n) { return uint32_t(next() % n); }
 };
 
+// Element e of type T of Z register `reg`, read and written in place.
+template <class T>
+inline T zget(const cpu_state& s, int reg, int e) {
+    T v;
+    std::memcpy(&v, s.z[reg] + e * sizeof(T), sizeof(T));
+    return v;
+}
+template <class T>
+inline void zset(cpu_state& s, int reg, int e, T v) {
+    std::memcpy(s.z[reg] + e * sizeof(T), &v, sizeof(T));
+}
+
 // Values where faults hide, for one element of `bytes` bytes.
 inline uint64_t interesting_value(test_rng& r, int bytes) {
     uint64_t top = bytes == 8 ? ~0ull : (1ull << (8 * bytes)) - 1;
