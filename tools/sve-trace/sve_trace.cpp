@@ -340,8 +340,11 @@ int cmd_plot(const context& c, const options& opt) {
     }
     // Record order is the count: it is global over the threads and grows with time.
     const double xspan = double(cmax - cmin) + 1, aspan = double(amax - amin) + 1;
-    auto px = [&](uint64_t count) { return int(double(count - cmin) * PLOT_W / xspan); };
-    auto py = [&](uint64_t a) { return PLOT_H - 1 - int(double(a - amin) * (PLOT_H - 1) / std::max(aspan - 1, 1.0)); };
+    // Clamped: in double precision a span near 2^64 can round a coordinate one pixel out.
+    auto px = [&](uint64_t count) { return std::clamp(int(double(count - cmin) * PLOT_W / xspan), 0, PLOT_W - 1); };
+    auto py = [&](uint64_t a) {
+        return std::clamp(PLOT_H - 1 - int(double(a - amin) * (PLOT_H - 1) / std::max(aspan - 1, 1.0)), 0, PLOT_H - 1);
+    };
     pixel_grid reads, writes;
     if (!each_record(c, [&](const sve_mem_ref_t& r) {
             if (!wanted(r)) return;
@@ -381,12 +384,12 @@ int cmd_plot(const context& c, const options& opt) {
     std::fprintf(o, "<g class=\"axes\">\n");
     for (int i = 0; i <= 4; i++) {
         int y = MARGIN_T + PLOT_H - 1 - i * (PLOT_H - 1) / 4;
-        uint64_t a = amin + uint64_t((aspan - 1) * i / 4);
+        uint64_t a = amin + (amax - amin) / 4 * uint64_t(i);  // in integers: the span may be 2^64 - 1
         std::fprintf(o, "<line class=\"grid\" x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\"/>", MARGIN_L, y,
                      MARGIN_L + PLOT_W, y);
         std::fprintf(o, "<text x=\"%d\" y=\"%d\" text-anchor=\"end\">0x%" PRIx64 "</text>\n", MARGIN_L - 6, y + 4, a);
         int x = MARGIN_L + i * PLOT_W / 4;
-        uint64_t k = uint64_t((xspan - 1) * i / 4);
+        uint64_t k = (cmax - cmin) / 4 * uint64_t(i);
         std::fprintf(o, "<line class=\"axis\" x1=\"%d\" y1=\"%d\" x2=\"%d\" y2=\"%d\"/>", x, MARGIN_T + PLOT_H, x,
                      MARGIN_T + PLOT_H + 5);
         std::fprintf(o, "<text x=\"%d\" y=\"%d\" text-anchor=\"middle\">%" PRIu64 "</text>\n", x,

@@ -67,7 +67,8 @@ bool open_trace(trace_stream& s, const char* path, std::string& error) {
                 std::to_string(sizeof(sve_mem_ref_t));
         return false;
     }
-    if (h.header_bytes < sizeof h + h.name_bytes || h.header_bytes % 8 != 0 || h.name_bytes > (1u << 20)) {
+    if (h.header_bytes < sizeof h + h.name_bytes || h.header_bytes % 8 != 0 || h.name_bytes > (1u << 20) ||
+        h.header_bytes > sizeof h + h.name_bytes + 4096) {
         error = "corrupt header (header size " + std::to_string(h.header_bytes) + ", name length " +
                 std::to_string(h.name_bytes) + ")";
         return false;
