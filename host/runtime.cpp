@@ -52,6 +52,7 @@ bool log_enabled;
 bool client_loaded;
 std::atomic<uint64_t> trap_count;
 std::atomic<uint32_t> patch_count;
+std::atomic<uint64_t> trampoline_words;  // machine words written into trampolines, branch back included
 
 template <class F>
 bool add_event(F* list, int& n, F fn) {
@@ -378,6 +379,7 @@ bool patch(uintptr_t pc, const sequence* s) {
     if (!back || !there) return false;
     std::memcpy(code, buf, size_t(n) * 4);
     code[n] = back;
+    trampoline_words.fetch_add(uint64_t(n + 1), std::memory_order_relaxed);
     __builtin___clear_cache(reinterpret_cast<char*>(code), reinterpret_cast<char*>(code + n + 1));
     uintptr_t page = pc & ~(uintptr_t(sysconf(_SC_PAGESIZE)) - 1);
     if (mprotect(reinterpret_cast<void*>(page), size_t(sysconf(_SC_PAGESIZE)), PROT_READ | PROT_WRITE | PROT_EXEC)) return false;
@@ -492,6 +494,9 @@ void process_exit() {
     if (log_enabled)
         dr_fprintf(our_stderr, "SVE host: %llu traps, %u words patched\n", (unsigned long long)trap_count.load(),
                    patch_count.load());
+    if (log_enabled && patch_count.load())
+        dr_fprintf(our_stderr, "SVE host: %llu trampoline words, %.1f a patched word\n",
+                   (unsigned long long)trampoline_words.load(), double(trampoline_words.load()) / patch_count.load());
 }
 
 // Splits the client's argument string at spaces.
