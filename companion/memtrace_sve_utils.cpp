@@ -4,7 +4,11 @@
 // full, when the thread ends, and at sve_exit. Appends of whole buffers to a file opened with
 // O_APPEND do not interleave, so the hot path takes no lock: a record costs one atomic increment
 // (incr_count) and a copy into the thread's buffer.
+//
+// A child made by fork gets a trace file of its own (see reopen_in_child): it never writes into
+// the parent's file, and the records the parent had buffered at the fork stay the parent's.
 #include <fcntl.h>
+#include <pthread.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -34,6 +38,8 @@ std::atomic<uint64_t> counter{0};
 std::atomic<int> trace_fd{-1};
 std::atomic<uint64_t> records_written{0};
 std::atomic<thread_buffer*> all_buffers{nullptr};
+char trace_app_name[256];  // of sve_init, for the header of a child's file
+char trace_path[4096];     // the file being written
 
 void write_all(int fd, const void* data, size_t bytes) {
     const char* p = static_cast<const char*>(data);
@@ -99,22 +105,13 @@ struct at_unload {
     ~at_unload() { close_trace(); }
 } at_unload_instance;
 
-}  // namespace
-
-extern "C" bool sve_init(int, const char* app_name) {
-    if (trace_fd.load() >= 0) return true;
-    char path_buf[64];
-    const char* path = std::getenv("SVE_TRACE_FILE");
-    if (!path || !*path) {
-        std::snprintf(path_buf, sizeof path_buf, "sve_trace.%d.bin", int(getpid()));
-        path = path_buf;
-    }
+// Creates the trace file at `path` and writes its header; false (with a message) if it cannot.
+bool open_trace(const char* path, const char* name) {
     int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0644);
     if (fd < 0) {
         std::fprintf(stderr, "memtrace_sve_utils: cannot create trace file %s: %s\n", path, std::strerror(errno));
         return false;
     }
-    const char* name = app_name ? app_name : "";
     sve_trace_header h = {};
     std::memcpy(h.magic, SVE_TRACE_MAGIC, sizeof h.magic);
     h.version = SVE_TRACE_VERSION;
@@ -127,9 +124,41 @@ extern "C" bool sve_init(int, const char* app_name) {
     write_all(fd, name, h.name_bytes);
     static const char zeros[8] = {};
     write_all(fd, zeros, h.header_bytes - sizeof h - h.name_bytes);
+    std::snprintf(trace_path, sizeof trace_path, "%s", path);
     records_written.store(0);
     trace_fd.store(fd, std::memory_order_release);
     return true;
+}
+
+// In the child of a fork (one thread, a copy of the parent's memory): the records buffered at
+// the fork are the parent's, which writes them itself, so they are dropped here; the inherited
+// descriptor is the parent's file, so it is closed without touching the file, and the child
+// traces into a file named after the parent's with ".<child pid>" added.
+void reopen_in_child() {
+    int fd = trace_fd.exchange(-1);
+    if (fd < 0) return;
+    close(fd);
+    for (thread_buffer* b = all_buffers.load(std::memory_order_relaxed); b; b = b->next) b->used = 0;
+    char path[sizeof trace_path + 16];
+    std::snprintf(path, sizeof path, "%s.%d", trace_path, int(getpid()));
+    open_trace(path, trace_app_name);
+}
+
+}  // namespace
+
+extern "C" bool sve_init(int, const char* app_name) {
+    if (trace_fd.load() >= 0) return true;
+    char path_buf[64];
+    const char* path = std::getenv("SVE_TRACE_FILE");
+    if (!path || !*path) {
+        std::snprintf(path_buf, sizeof path_buf, "sve_trace.%d.bin", int(getpid()));
+        path = path_buf;
+    }
+    const char* name = app_name ? app_name : "";
+    std::snprintf(trace_app_name, sizeof trace_app_name, "%s", name);
+    static bool fork_handler = false;
+    if (!fork_handler) fork_handler = pthread_atfork(nullptr, nullptr, reopen_in_child) == 0;
+    return open_trace(path, name);
 }
 
 extern "C" void sve_exit() { close_trace(); }

@@ -1,5 +1,6 @@
 // The companion library: trace files written by many threads at once and read back.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -172,4 +173,45 @@ TEST(Companion, ReaderRejectsDamagedFiles) {
     EXPECT_FALSE(read_trace_file(path.c_str(), c, error));
     EXPECT_EQ(error, "bad header");
     unlink(path.c_str());
+}
+
+// A child of fork writes a file of its own; the parent's file holds exactly the parent's records,
+// including those it had buffered when it forked.
+TEST(Companion, ForkedChildTracesIntoItsOwnFile) {
+    std::string path = temp_path("fork");
+    setenv("SVE_TRACE_FILE", path.c_str(), 1);
+    ASSERT_TRUE(sve_init(0, "forking"));
+    for (int i = 0; i < 3; i++) trace_mem(make_record(1, uint64_t(i)));  // buffered at the fork
+    pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        for (int i = 0; i < 2; i++) trace_mem(make_record(2, uint64_t(i)));
+        sve_exit();
+        _exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    trace_mem(make_record(1, 3));
+    sve_exit();
+    unsetenv("SVE_TRACE_FILE");
+
+    struct expect { std::string file; uint32_t pid, thread; size_t n; } files[] = {
+        {path, uint32_t(getpid()), 1, 4},
+        {path + "." + std::to_string(child), uint32_t(child), 2, 2},
+    };
+    for (const expect& e : files) {
+        sve_trace_contents c;
+        std::string error;
+        ASSERT_TRUE(read_trace_file(e.file.c_str(), c, error)) << e.file << ": " << error;
+        unlink(e.file.c_str());
+        EXPECT_EQ(c.app_name, "forking");
+        EXPECT_EQ(c.header.pid, e.pid);
+        EXPECT_EQ(c.header.records, e.n) << e.file;
+        ASSERT_EQ(c.records.size(), e.n) << e.file;
+        for (size_t i = 0; i < e.n; i++) {
+            EXPECT_EQ(c.records[i].thread_id, e.thread) << e.file;
+            EXPECT_EQ(c.records[i].size, i) << e.file;
+        }
+    }
 }
