@@ -8,7 +8,8 @@
 //     (AArch64 flushes it and raises IDC; without FZ both compute it exactly).
 // What is left raises at most inexact, which is IXC. Compares round nothing and treat NaNs as
 // AArch64 does (quiet EQ, NE, UO; signalling GE, GT), so for them invalid is IOC; but they raise
-// no denormal flag, so with FZ set their operands are tested for denormals one by one.
+// no denormal flag for a lane that holds a NaN, so with FZ set their operands are tested for
+// denormals one by one.
 // Whenever the test fails the caller redoes the whole instruction from the unchanged registers in
 // the software library, so the outcome is exactly the library's.
 #pragma once
@@ -135,7 +136,7 @@ __attribute__((always_inline)) inline bool run(cpu_state* s, uint8_t* out, const
         auto get = [&](auto x) {
             fv v = vload<fv>(x.p + x.step * c);
             if constexpr (PRED) v = select<T>(m, v, one);
-            // x86 compares raise no denormal flag: test the operands' bits (quietly) for FZ.
+            // x86 compares can miss a denormal (beside a NaN): test the operands' bits, quietly.
             if constexpr (KIND == X_COMPARE)
                 if (fz) {
                     iv a = iv(v) & ~sign;
