@@ -63,37 +63,39 @@ inline bool have_fma() {
     return yes;
 }
 
-// Lanes of an element pattern type: FP and integer vectors of 16 bytes, and the host operations
-// that GCC's vector operators do not spell.
+// Lanes of an element pattern type: FP and integer vectors of 16 bytes.
+typedef float v4f32 __attribute__((vector_size(16)));
+typedef double v2f64 __attribute__((vector_size(16)));
 template <class T> struct lanes;
-template <> struct lanes<uint32_t> {
-    typedef float F;
-    typedef float fv __attribute__((vector_size(16)));
-    typedef int32_t iv __attribute__((vector_size(16)));
-    static constexpr uint32_t min_normal = 0x00800000u;
-    static fv sqrt(fv a) { return fv(_mm_sqrt_ps(__m128(a))); }
-    // All ones where |r| = a is NaN or 0 < a <= smallest normal.
-    static iv unsafe(fv a, fv mn) { return iv(_mm_andnot_ps(_mm_cmpgt_ps(__m128(a), __m128(mn)), _mm_cmpneq_ps(__m128(a), _mm_setzero_ps()))); }
-    // a + n * m, one rounding (FMA processors only).
-    static fv fma(fv a, fv n, fv m) {
-        __asm__("vfmadd231ps %2, %1, %0" : "+x"(a) : "x"(n), "x"(m));
-        return a;
-    }
-};
-template <> struct lanes<uint64_t> {
-    typedef double F;
-    typedef double fv __attribute__((vector_size(16)));
-    typedef int64_t iv __attribute__((vector_size(16)));
-    static constexpr uint64_t min_normal = 0x0010000000000000ull;
-    static fv sqrt(fv a) { return fv(_mm_sqrt_pd(__m128d(a))); }
-    static iv unsafe(fv a, fv mn) { return iv(_mm_andnot_pd(_mm_cmpgt_pd(__m128d(a), __m128d(mn)), _mm_cmpneq_pd(__m128d(a), _mm_setzero_pd()))); }
-    static fv fma(fv a, fv n, fv m) {
-        __asm__("vfmadd231pd %2, %1, %0" : "+x"(a) : "x"(n), "x"(m));
-        return a;
-    }
-};
+template <> struct lanes<uint32_t> { typedef v4f32 fv; typedef v4s32 iv; };
+template <> struct lanes<uint64_t> { typedef v2f64 fv; typedef v2s64 iv; };
 template <class T> using fv_t = typename lanes<T>::fv;
 template <class T> using iv_t = typename lanes<T>::iv;
+
+template <class T>
+constexpr T min_normal = sizeof(T) == 4 ? T(0x00800000u) : T(0x0010000000000000ull);
+
+// The host operations that GCC's vector operators do not spell.
+template <class T>
+inline fv_t<T> vsqrt(fv_t<T> a) {
+    if constexpr (sizeof(T) == 4) return fv_t<T>(_mm_sqrt_ps(__m128(a)));
+    else return fv_t<T>(_mm_sqrt_pd(__m128d(a)));
+}
+// a + n * m, one rounding (FMA processors only).
+template <class T>
+inline fv_t<T> vfma(fv_t<T> a, fv_t<T> n, fv_t<T> m) {
+    if constexpr (sizeof(T) == 4) __asm__("vfmadd231ps %2, %1, %0" : "+x"(a) : "x"(n), "x"(m));
+    else __asm__("vfmadd231pd %2, %1, %0" : "+x"(a) : "x"(n), "x"(m));
+    return a;
+}
+// All ones where a (a magnitude) is NaN or 0 < a <= mn.
+template <class T>
+inline iv_t<T> unsafe(fv_t<T> a, fv_t<T> mn) {
+    if constexpr (sizeof(T) == 4)
+        return iv_t<T>(_mm_andnot_ps(_mm_cmpgt_ps(__m128(a), __m128(mn)), _mm_cmpneq_ps(__m128(a), _mm_setzero_ps())));
+    else
+        return iv_t<T>(_mm_andnot_pd(_mm_cmpgt_pd(__m128d(a), __m128d(mn)), _mm_cmpneq_pd(__m128d(a), _mm_setzero_pd())));
+}
 
 template <class T>
 inline fv_t<T> splat(T bits) {
@@ -119,7 +121,7 @@ __attribute__((always_inline)) inline bool run(cpu_state* s, uint8_t* out, const
     typedef fv_t<T> fv;
     typedef iv_t<T> iv;
     const fv one = splat<T>(sizeof(T) == 4 ? T(0x3F800000u) : T(0x3FF0000000000000ull));
-    const fv mn = splat<T>(T(lanes<T>::min_normal));
+    const fv mn = splat<T>(min_normal<T>);
     const iv sign = iv{} + (typename std::make_signed<T>::type(1) << (sizeof(T) * 8 - 1));
     alignas(16) uint8_t tmp[SVE_VL_BYTES];
     iv bad = {}, any = {};
@@ -147,7 +149,7 @@ __attribute__((always_inline)) inline bool run(cpu_state* s, uint8_t* out, const
         if constexpr (KIND == X_VALUE) {
             fv r = OP::template xrun<T>(get(in)...);
             fv a = fv(iv(r) & ~sign);
-            bad |= lanes<T>::unsafe(a, mn);
+            bad |= unsafe<T>(a, mn);
             vstore(tmp + 16 * c, PRED ? select<T>(m, r, vload<fv>(merge + 16 * c)) : r);
         } else {
             iv r = OP::template xrun<T>(get(in)...);
