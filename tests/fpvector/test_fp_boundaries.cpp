@@ -187,6 +187,25 @@ const fp_case cases[] = {
     {"VecD64FNMSVVVM", FMA, RN, D1, D3, 0xC000000000000000, 0xC01C000000000000, 0},  // -1 + 3*-2
     {"VecF32FNMAVVVM", FMA, RN, 0, S1, 0, 0x80000000, 0},  // -0 + -(1*0)
 
+    // Maximum and minimum: +0 is above -0 in either order; FMAX passes a quiet NaN, FMAXNM and
+    // FMINNM take the number instead; a signalling NaN raises IOC; FZ flushes before comparing.
+    {"VecF32MaxVVM", BIN, RN, 0, 0x80000000, 0, 0, 0},
+    {"VecF32MaxVVM", BIN, RN, 0x80000000, 0, 0, 0, 0},
+    {"VecD64MaxNumVVM", BIN, RN, 0x8000000000000000, 0, 0, 0, 0},
+    {"VecF32MinNumVVM", BIN, RN, 0, 0x80000000, 0, 0x80000000, 0},
+    {"VecD64MinNumVVM", BIN, RN, 0x8000000000000000, 0, 0, 0x8000000000000000, 0},
+    {"VecF32MaxVVM", BIN, RN, S1, S2, 0, S2, 0},
+    {"VecD64MaxVVM", BIN, RN, D3, DM1, 0, D3, 0},
+    {"VecF32MinNumVVM", BIN, RN, SM1, S3, 0, SM1, 0},
+    {"VecD64MinNumVVM", BIN, RN, DINF, D2, 0, D2, 0},
+    {"VecF32MaxVVM", BIN, RN, 0x7FC00007, S1, 0, 0x7FC00007, 0},
+    {"VecF32MaxNumVVM", BIN, RN, 0x7FC00007, S1, 0, S1, 0},
+    {"VecD64MinNumVVM", BIN, RN, D1, DDN, 0, D1, 0},
+    {"VecF32MaxNumVVM", BIN, RN, 0x7F800001, S1, 0, 0x7FC00001, F_IOC},
+    {"VecF32MaxVVM", BIN, RN, 5, 3, 0, 5, 0},
+    {"VecF32MaxVVM", BIN, C_FZ, 5, 0x80000003, 0, 0, F_IDC},
+    {"VecD64MinNumVVM", BIN, C_FZ, 0x8000000000000005, 0, 0, 0x8000000000000000, F_IDC},
+
     // Compares: EQ, NE, UO quiet, GE, GT, LE, LT signalling on quiet NaNs.
     {"VecF32CmpEQVVZ", CMP, RN, 0x7FC00000, 0x7FC00000, 0, 0, 0},
     {"VecF32CmpEQVVZ", CMP, RN, 0x7F800001, S1, 0, 0, F_IOC},

@@ -50,7 +50,8 @@ uint64_t fp_ordinary(test_rng& r, int bytes) {
 bool is_host_arith_row(const std::string& n) {
     if (n.rfind("VecF32", 0) != 0 && n.rfind("VecD64", 0) != 0) return false;
     for (const char* k : {"AddV", "SubV", "SubRV", "MulVV", "MulVI", "DivV", "DivRV", "SqrtVM", "FMAVVVM", "FMSVVVM",
-                          "FNMAVVVM", "FNMSVVVM", "FMADDVVVM", "FMSUBVVVM", "FNMADDVVVM", "FNMSUBVVVM", "Cmp"})
+                          "FNMAVVVM", "FNMSVVVM", "FMADDVVVM", "FMSUBVVVM", "FNMADDVVVM", "FNMSUBVVVM", "Cmp", "MaxVVM",
+                          "MaxNumVVM", "MinNumVVM"})
         if (n.find(k) != std::string::npos) return true;
     return false;
 }

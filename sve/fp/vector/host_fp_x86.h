@@ -88,6 +88,16 @@ inline fv_t<T> vfma(fv_t<T> a, fv_t<T> n, fv_t<T> m) {
     else __asm__("vfmadd231pd %2, %1, %0" : "+x"(a) : "x"(n), "x"(m));
     return a;
 }
+// The larger (MAX) or smaller of two numbers, +0 above -0. On NaNs the signalling compare raises
+// invalid, so those lanes never count.
+template <class T, bool MAX>
+inline fv_t<T> vmaxmin(fv_t<T> a, fv_t<T> b) {
+    typedef iv_t<T> iv;
+    iv ai = iv(a), bi = iv(b), eq = a == b;
+    iv first = MAX ? iv(a > b) : iv(a < b);
+    iv other = MAX ? bi & (ai | ~eq) : bi | (ai & eq);  // equal: AND keeps +0 of ±0, OR keeps -0
+    return fv_t<T>((first & ai) | (~first & other));
+}
 // All ones where a (a magnitude) is NaN or 0 < a <= mn.
 template <class T>
 inline iv_t<T> unsafe(fv_t<T> a, fv_t<T> mn) {
