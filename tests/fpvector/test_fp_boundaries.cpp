@@ -206,6 +206,24 @@ const fp_case cases[] = {
     {"VecF32MaxVVM", BIN, C_FZ, 5, 0x80000003, 0, 0, F_IDC},
     {"VecD64MinNumVVM", BIN, C_FZ, 0x8000000000000005, 0, 0, 0x8000000000000000, F_IDC},
 
+    // SCVTF rounds by mode; FCVTZS truncates, saturates with IOC, gives 0 for NaN with IOC, and
+    // under FZ flushes a denormal with IDC instead of raising IXC.
+    {"VecF32FromS4VM", UN, RN, 16777217, 0, 0, 0x4B800000, F_IXC},
+    {"VecF32FromS4VM", UN, RP, 16777217, 0, 0, 0x4B800001, F_IXC},
+    {"VecF32FromS4VM", UN, RM, 0xFEFFFFFF, 0, 0, 0xCB800001, F_IXC},  // -16777217
+    {"VecF32FromS4VM", UN, RZ, 0x80000000, 0, 0, 0xCF000000, 0},
+    {"VecF32FromS4VM", UN, RN, 0xFFFFFFFF, 0, 0, SM1, 0},
+    {"VecS32_4FromFVM", UN, RN, 0x40200000, 0, 0, 2, F_IXC},            // 2.5
+    {"VecS32_4FromFVM", UN, RP, 0xC0200000, 0, 0, 0xFFFFFFFE, F_IXC},   // -2.5, towards zero in any mode
+    {"VecS32_4FromFVM", UN, RN, 0x4F32D05E, 0, 0, 0x7FFFFFFF, F_IOC},   // 3e9
+    {"VecS32_4FromFVM", UN, RN, 0xCF000000, 0, 0, 0x80000000, 0},       // -2^31
+    {"VecS32_4FromFVM", UN, RN, 0xCF000001, 0, 0, 0x80000000, F_IOC},
+    {"VecS32_4FromFVM", UN, RN, SDN, 0, 0, 0, F_IOC},
+    {"VecS32_4FromFVM", UN, RN, 0x80000000, 0, 0, 0, 0},
+    {"VecS32_4FromFVM", UN, RN, 3, 0, 0, 0, F_IXC},
+    {"VecS32_4FromFVM", UN, C_FZ, 3, 0, 0, 0, F_IDC},
+    {"VecS32_4FromFVM", UN, RN, 0x4B800001, 0, 0, 16777218, 0},
+
     // Compares: EQ, NE, UO quiet, GE, GT, LE, LT signalling on quiet NaNs.
     {"VecF32CmpEQVVZ", CMP, RN, 0x7FC00000, 0x7FC00000, 0, 0, 0},
     {"VecF32CmpEQVVZ", CMP, RN, 0x7F800001, S1, 0, 0, F_IOC},
@@ -290,7 +308,8 @@ TEST(FpBoundaries, InactiveLanesRaiseNothing) {
     const lane_case rows[] = {
         {"VecF32AddVVM", BIN}, {"VecD64SubVVM", BIN}, {"VecF32MulVVM", BIN}, {"VecD64DivVVM", BIN},
         {"VecF32DivRVVM", BIN}, {"VecD64SqrtVM", UN}, {"VecF32FMAVVVM", FMA}, {"VecD64FNMSUBVVVM", FMA},
-        {"VecF32CmpGEVVZ", CMP}, {"VecD64CmpEQVVZ", CMP}, {"VecF32AddVIM", IMM},
+        {"VecF32CmpGEVVZ", CMP}, {"VecD64CmpEQVVZ", CMP}, {"VecF32AddVIM", IMM}, {"VecS32_4FromFVM", UN},
+        {"VecF32FromS4VM", UN},
     };
     for (const lane_case& lc : rows) {
         SCOPED_TRACE(lc.row);

@@ -111,6 +111,7 @@ aarch64_decode_rc s_imm_m(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aar
 
 template <class C, class S, class D, class OP>
 aarch64_decode_rc s_un_m_t(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
+    if (spec_vec<C, OP, true>(s, s->z[zd.num], s->p[pg.num], s->z[zd.num], vreg(s, zn.num))) return RC_DONE;
     spec_merge<C>(s, zd.num, pg.num, zd.num, [&](uint32_t e) { return C(spec_eval<OP>(s, S(zel<C>(s, zn.num, e)))); });
     return RC_DONE;
 }
@@ -118,8 +119,7 @@ template <class OP>
 aarch64_decode_rc s_un_m(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
     fp_size_dispatch(zd.qual, [&](auto t) {
         typedef decltype(t) T;
-        if (!spec_vec<T, OP, true>(s, s->z[zd.num], s->p[pg.num], s->z[zd.num], vreg(s, zn.num)))
-            s_un_m_t<T, T, T, OP>(s, zd, pg, zn);
+        s_un_m_t<T, T, T, OP>(s, zd, pg, zn);
     });
     return RC_DONE;
 }

@@ -32,7 +32,9 @@ inline auto gen_eval(uint32_t fpcr, uint32_t& fpsr, A... a) {
 }
 
 // Value of one element in the specialised tier: the host instruction on AArch64, elsewhere the
-// library under the record's fpcr with the flags accumulated into the record's fpsr.
+// library under the record's fpcr with the flags accumulated into the record's fpsr. (On x86-64
+// the common operations first try the whole instruction on SSE, spec_vec in loops.h, and come
+// here only where that could differ from AArch64.)
 template <class OP, class... A>
 inline auto spec_eval(cpu_state* s, A... a) {
 #if defined(__aarch64__)
@@ -240,6 +242,11 @@ FPV_X86(Cmp<CMP_NE>, X_COMPARE, false, (V a, V b), a != b)
 FPV_X86(Cmp<CMP_GE>, X_COMPARE, false, (V a, V b), a >= b)
 FPV_X86(Cmp<CMP_GT>, X_COMPARE, false, (V a, V b), a > b)
 FPV_X86(Cmp<CMP_UN>, X_COMPARE, false, (V a, V b), (a != a) | (b != b))
+// SCVTF and FCVTZS between 32-bit integers and single precision.
+using ScvtfS = FromInt<int32_t, uint32_t>;
+using FcvtzsS = ToInt<uint32_t, int32_t>;
+FPV_X86(ScvtfS, X_VALUE, false, (V a), V(_mm_cvtepi32_ps(__m128i(a))))
+FPV_X86(FcvtzsS, X_TO_INT, false, (V a), V(_mm_cvttps_epi32(__m128(a))))
 #undef FPV_X86
 #endif
 

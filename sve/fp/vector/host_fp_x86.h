@@ -118,8 +118,10 @@ inline fv_t<T> select(iv_t<T> m, fv_t<T> a, fv_t<T> b) {
     return fv_t<T>((m & iv_t<T>(a)) | (~m & iv_t<T>(b)));
 }
 
-// Result kinds: a floating-point value per element, or a compare into a predicate.
-enum xkind { X_VALUE, X_COMPARE };
+// Kinds of operation: a floating-point result (also from integers: the pattern of 1.0 on inactive
+// lanes, 0x3F800000, converts exactly); floating point to integer (the result is not checked,
+// invalid covers NaN and out of range); a compare into a predicate.
+enum xkind { X_VALUE, X_TO_INT, X_COMPARE };
 
 // Runs OP on every chunk of the operands into `out` (80 bytes): an element value, merged with
 // `merge` under `pred` if PRED, or for compares the predicate slot of each element active under
@@ -148,15 +150,19 @@ __attribute__((always_inline)) inline bool run(cpu_state* s, uint8_t* out, const
         auto get = [&](auto x) {
             fv v = vload<fv>(x.p + x.step * c);
             if constexpr (PRED) v = select<T>(m, v, one);
-            // x86 compares can miss a denormal (beside a NaN): test the operands' bits, quietly.
-            if constexpr (KIND == X_COMPARE)
+            // x86 compares can miss a denormal (beside a NaN), and conversions to integer never
+            // flag one: test the operands' bits, quietly.
+            if constexpr (KIND == X_COMPARE || KIND == X_TO_INT)
                 if (fz) {
                     iv a = iv(v) & ~sign;
                     bad |= (a > 0) & (a < iv(mn));
                 }
             return v;
         };
-        if constexpr (KIND == X_VALUE) {
+        if constexpr (KIND == X_TO_INT) {
+            fv r = OP::template xrun<T>(get(in)...);
+            vstore(tmp + 16 * c, PRED ? select<T>(m, r, vload<fv>(merge + 16 * c)) : r);
+        } else if constexpr (KIND == X_VALUE) {
             fv r = OP::template xrun<T>(get(in)...);
             fv a = fv(iv(r) & ~sign);
             bad |= unsafe<T>(a, mn);
@@ -169,7 +175,7 @@ __attribute__((always_inline)) inline bool run(cpu_state* s, uint8_t* out, const
     uint32_t flags = mxcsr_read_after(tmp) & MX_FLAGS;
     mxcsr_write(saved);
 
-    uint32_t stop = (KIND == X_VALUE ? MX_IE : 0) | MX_ZE | MX_OE | MX_UE | (fz ? MX_DE : 0);
+    uint32_t stop = (KIND != X_COMPARE ? MX_IE : 0) | MX_ZE | MX_OE | MX_UE | (fz ? MX_DE : 0);
     if ((flags & stop) || _mm_movemask_epi8(__m128i(bad))) return false;
     std::memcpy(out, tmp, SVE_VL_BYTES);
     if (_mm_movemask_epi8(__m128i(any))) {
