@@ -9,7 +9,8 @@
 // What is left raises at most inexact, which is IXC. Compares round nothing and treat NaNs as
 // AArch64 does (quiet EQ, NE, UO; signalling GE, GT), so for them invalid is IOC; but they raise
 // no denormal flag for a lane that holds a NaN, so with FZ set their operands are tested for
-// denormals one by one.
+// denormals one by one. Conversions to integer likewise: they flag no denormal at all, and any NaN
+// or out-of-range input raises invalid.
 // Whenever the test fails the caller redoes the whole instruction from the unchanged registers in
 // the software library, so the outcome is exactly the library's.
 #pragma once
@@ -159,17 +160,13 @@ __attribute__((always_inline)) inline bool run(cpu_state* s, uint8_t* out, const
                 }
             return v;
         };
-        if constexpr (KIND == X_TO_INT) {
-            fv r = OP::template xrun<T>(get(in)...);
-            vstore(tmp + 16 * c, PRED ? select<T>(m, r, vload<fv>(merge + 16 * c)) : r);
-        } else if constexpr (KIND == X_VALUE) {
-            fv r = OP::template xrun<T>(get(in)...);
-            fv a = fv(iv(r) & ~sign);
-            bad |= unsafe<T>(a, mn);
-            vstore(tmp + 16 * c, PRED ? select<T>(m, r, vload<fv>(merge + 16 * c)) : r);
-        } else {
+        if constexpr (KIND == X_COMPARE) {
             iv r = OP::template xrun<T>(get(in)...);
             vstore(tmp + 16 * c, r & m & 1);
+        } else {
+            fv r = OP::template xrun<T>(get(in)...);
+            if constexpr (KIND == X_VALUE) bad |= unsafe<T>(fv(iv(r) & ~sign), mn);
+            vstore(tmp + 16 * c, PRED ? select<T>(m, r, vload<fv>(merge + 16 * c)) : r);
         }
     }
     uint32_t flags = mxcsr_read_after(tmp) & MX_FLAGS;
