@@ -224,6 +224,16 @@ const fp_case cases[] = {
     {"VecS32_4FromFVM", UN, C_FZ, 3, 0, 0, 0, F_IDC},
     {"VecS32_4FromFVM", UN, RN, 0x4B800001, 0, 0, 16777218, 0},
 
+    // FCVT single to double (the single in the low half of the container): exact, denormals
+    // become normal numbers unless FZ flushes them, NaNs are quieted with their payload kept.
+    {"VecD64ExtndFVM", UN, RN, 0xFFFFFFFF3FA00000, 0, 0, 0x3FF4000000000000, 0},  // 1.25
+    {"VecD64ExtndFVM", UN, RN, 1, 0, 0, 0x36A0000000000000, 0},                   // 2^-149
+    {"VecD64ExtndFVM", UN, C_FZ, 0x80000001, 0, 0, 0x8000000000000000, F_IDC},
+    {"VecD64ExtndFVM", UN, RN, 0x7F800001, 0, 0, 0x7FF8000020000000, F_IOC},
+    {"VecD64ExtndFVM", UN, RN, 0xFFC00001, 0, 0, 0xFFF8000020000000, 0},
+    {"VecD64ExtndFVM", UN, C_DN, 0xFFC00001, 0, 0, DDN, 0},
+    {"VecD64ExtndFVM", UN, RM, SNINF, 0, 0, DNINF, 0},
+
     // Compares: EQ, NE, UO quiet, GE, GT, LE, LT signalling on quiet NaNs.
     {"VecF32CmpEQVVZ", CMP, RN, 0x7FC00000, 0x7FC00000, 0, 0, 0},
     {"VecF32CmpEQVVZ", CMP, RN, 0x7F800001, S1, 0, 0, F_IOC},
@@ -309,7 +319,7 @@ TEST(FpBoundaries, InactiveLanesRaiseNothing) {
         {"VecF32AddVVM", BIN}, {"VecD64SubVVM", BIN}, {"VecF32MulVVM", BIN}, {"VecD64DivVVM", BIN},
         {"VecF32DivRVVM", BIN}, {"VecD64SqrtVM", UN}, {"VecF32FMAVVVM", FMA}, {"VecD64FNMSUBVVVM", FMA},
         {"VecF32CmpGEVVZ", CMP}, {"VecD64CmpEQVVZ", CMP}, {"VecF32AddVIM", IMM}, {"VecS32_4FromFVM", UN},
-        {"VecF32FromS4VM", UN},
+        {"VecF32FromS4VM", UN}, {"VecD64ExtndFVM", UN},
     };
     for (const lane_case& lc : rows) {
         SCOPED_TRACE(lc.row);

@@ -48,7 +48,7 @@ uint64_t fp_ordinary(test_rng& r, int bytes) {
 }
 
 bool is_host_arith_row(const std::string& n) {
-    if (n == "VecF32FromS4VM" || n == "VecS32_4FromFVM") return true;
+    if (n == "VecF32FromS4VM" || n == "VecS32_4FromFVM" || n == "VecD64ExtndFVM") return true;
     if (n.rfind("VecF32", 0) != 0 && n.rfind("VecD64", 0) != 0) return false;
     for (const char* k : {"AddV", "SubV", "SubRV", "MulVV", "MulVI", "DivV", "DivRV", "SqrtVM", "FMAVVVM", "FMSVVVM",
                           "FNMAVVVM", "FNMSVVVM", "FMADDVVVM", "FMSUBVVVM", "FNMADDVVVM", "FNMSUBVVVM", "Cmp", "MaxVVM",

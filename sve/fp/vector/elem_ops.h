@@ -247,6 +247,9 @@ using ScvtfS = FromInt<int32_t, uint32_t>;
 using FcvtzsS = ToInt<uint32_t, int32_t>;
 FPV_X86(ScvtfS, X_VALUE, false, (V a), V(_mm_cvtepi32_ps(__m128i(a))))
 FPV_X86(FcvtzsS, X_TO_INT, false, (V a), V(_mm_cvttps_epi32(__m128(a))))
+// FCVT from single to double: the single in the low half of each double container.
+using FcvtS2D = Convert<uint32_t, uint64_t>;
+FPV_X86(FcvtS2D, X_VALUE, false, (V a), V(_mm_cvtps_pd(_mm_shuffle_ps(__m128(a), __m128(a), 0x88))))
 #undef FPV_X86
 #endif
 
