@@ -76,6 +76,8 @@ template <class OP>
 aarch64_decode_rc s_bin_m(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
     fp_size_dispatch(zdn.tied_qual[0], [&](auto t) {
         typedef decltype(t) T;
+        if (spec_vec<T, OP, true>(s, s->z[zdn.num], s->p[pg.num], s->z[zdn.num], vreg(s, zdn.num), vreg(s, zm.num)))
+            return;
         spec_merge<T>(s, zdn.num, pg.num, zdn.num,
                       [&](uint32_t e) { return spec_eval<OP>(s, zel<T>(s, zdn.num, e), zel<T>(s, zm.num, e)); });
     });
@@ -86,6 +88,7 @@ template <class OP>
 aarch64_decode_rc s_bin_x(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
     fp_size_dispatch(zd.qual, [&](auto t) {
         typedef decltype(t) T;
+        if (spec_vec<T, OP, false>(s, s->z[zd.num], nullptr, nullptr, vreg(s, zn.num), vreg(s, zm.num))) return;
         spec_each<T>(s, zd.num, [&](uint32_t e) { return spec_eval<OP>(s, zel<T>(s, zn.num, e), zel<T>(s, zm.num, e)); });
     });
     return RC_DONE;
@@ -96,6 +99,11 @@ aarch64_decode_rc s_imm_m(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aar
     fp_size_dispatch(zdn.tied_qual[0], [&](auto t) {
         typedef decltype(t) T;
         T k = sizeof(T) == 4 ? T(fpf::fp_arith_imm32(KIND, imm.i1)) : T(fpf::fp_arith_imm64(KIND, imm.i1));
+        alignas(16) T ks[16 / sizeof(T)];
+        for (T& x : ks) x = k;
+        if (spec_vec<T, OP, true>(s, s->z[zdn.num], s->p[pg.num], s->z[zdn.num], vreg(s, zdn.num),
+                                  vsrc{reinterpret_cast<const uint8_t*>(ks), 0}))
+            return;
         spec_merge<T>(s, zdn.num, pg.num, zdn.num, [&](uint32_t e) { return spec_eval<OP>(s, zel<T>(s, zdn.num, e), k); });
     });
     return RC_DONE;
@@ -103,6 +111,7 @@ aarch64_decode_rc s_imm_m(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aar
 
 template <class C, class S, class D, class OP>
 aarch64_decode_rc s_un_m_t(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
+    if (spec_vec<C, OP, true>(s, s->z[zd.num], s->p[pg.num], s->z[zd.num], vreg(s, zn.num))) return RC_DONE;
     spec_merge<C>(s, zd.num, pg.num, zd.num, [&](uint32_t e) { return C(spec_eval<OP>(s, S(zel<C>(s, zn.num, e)))); });
     return RC_DONE;
 }
@@ -120,6 +129,10 @@ template <class OP, bool MAD>
 aarch64_decode_rc s_fma_m(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg za, aarch64_z_reg zb) {
     fp_size_dispatch(zd.tied_qual[0], [&](auto t) {
         typedef decltype(t) T;
+        vsrc d = vreg(s, zd.num), a = vreg(s, za.num), b = vreg(s, zb.num);
+        if (MAD ? spec_vec<T, OP, true>(s, s->z[zd.num], s->p[pg.num], s->z[zd.num], b, d, a)
+                : spec_vec<T, OP, true>(s, s->z[zd.num], s->p[pg.num], s->z[zd.num], d, a, b))
+            return;
         spec_merge<T>(s, zd.num, pg.num, zd.num, [&](uint32_t e) {
             T d = zel<T>(s, zd.num, e), a = zel<T>(s, za.num, e), b = zel<T>(s, zb.num, e);
             return MAD ? spec_eval<OP>(s, b, d, a) : spec_eval<OP>(s, d, a, b);
@@ -132,6 +145,7 @@ template <class OP>
 aarch64_decode_rc s_cmp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_z_reg zm) {
     fp_size_dispatch(pd.qual, [&](auto t) {
         typedef decltype(t) T;
+        if (spec_vec<T, OP, true>(s, s->p[pd.num], s->p[pg.num], nullptr, vreg(s, zn.num), vreg(s, zm.num))) return;
         spec_pred_result<T>(s, pd.num, pg.num,
                             [&](uint32_t e) { return spec_eval<OP>(s, zel<T>(s, zn.num, e), zel<T>(s, zm.num, e)); });
     });
@@ -141,6 +155,11 @@ template <class OP, bool SWAP>
 aarch64_decode_rc s_cmp0(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_z_reg zn) {
     fp_size_dispatch(pd.qual, [&](auto t) {
         typedef decltype(t) T;
+        alignas(16) static const uint8_t zero[16] = {};
+        vsrc x = vreg(s, zn.num), z = {zero, 0};
+        if (SWAP ? spec_vec<T, OP, true>(s, s->p[pd.num], s->p[pg.num], nullptr, z, x)
+                 : spec_vec<T, OP, true>(s, s->p[pd.num], s->p[pg.num], nullptr, x, z))
+            return;
         spec_pred_result<T>(s, pd.num, pg.num, [&](uint32_t e) {
             T x = zel<T>(s, zn.num, e);
             return SWAP ? spec_eval<OP>(s, T(0), x) : spec_eval<OP>(s, x, T(0));

@@ -3,6 +3,7 @@
 //                             tier on hosts without an AArch64 FP unit);
 //   host(operands...)         the host instruction (AArch64 only, single and double);
 //   flags                     false for operations that take no FPSCR (no fpsr update at all).
+// On x86-64, fpv::x86<OP> gives the whole-chunk form of the operations that run there.
 // The element loops in loops.h call them through gen_eval / spec_eval.
 #pragma once
 
@@ -11,6 +12,7 @@
 #include "sve/core/generic.h"
 #include "sve/fp/lib/fplib.h"
 #include "sve/fp/vector/host_fp.h"
+#include "sve/fp/vector/host_fp_x86.h"
 
 #if defined(__aarch64__)
 #define FPV_HOST(...) __VA_ARGS__
@@ -30,7 +32,9 @@ inline auto gen_eval(uint32_t fpcr, uint32_t& fpsr, A... a) {
 }
 
 // Value of one element in the specialised tier: the host instruction on AArch64, elsewhere the
-// library under the record's fpcr with the flags accumulated into the record's fpsr.
+// library under the record's fpcr with the flags accumulated into the record's fpsr. (On x86-64
+// the common operations first try the whole instruction on SSE, spec_vec in loops.h, and come
+// here only where that could differ from AArch64.)
 template <class OP, class... A>
 inline auto spec_eval(cpu_state* s, A... a) {
 #if defined(__aarch64__)
@@ -204,5 +208,49 @@ struct ToInt {
     static I lib(FPSCR& f, S a) { return I(fplibFPToFixed<S, UI>(a, 0, U, FPRounding_ZERO, f)); }
     FPV_HOST(static I host(S a) { return host_fp::fp_to_int<I, U>(a); })
 };
+
+// ---- x86-64 vector forms (host_fp_x86.h) ----
+// x86<OP>::xrun computes a chunk of lanes; kind says whether it gives values or a compare mask,
+// fused whether it needs the FMA extension.
+template <class OP> struct x86 { static constexpr bool has = false; };
+
+#if defined(__x86_64__)
+#define FPV_X86(Name, KIND, FUSED, PARAMS, ...)                         \
+    template <> struct x86<Name> {                                      \
+        static constexpr bool has = true, fused = FUSED;                \
+        static constexpr xfp::xkind kind = xfp::KIND;                   \
+        template <class T, class V = xfp::fv_t<T>> static auto xrun PARAMS { return __VA_ARGS__; } \
+    };
+FPV_X86(Add, X_VALUE, false, (V a, V b), a + b)
+FPV_X86(Sub, X_VALUE, false, (V a, V b), a - b)
+FPV_X86(SubR, X_VALUE, false, (V a, V b), b - a)
+FPV_X86(Mul, X_VALUE, false, (V a, V b), a * b)
+FPV_X86(Div, X_VALUE, false, (V a, V b), a / b)
+FPV_X86(DivR, X_VALUE, false, (V a, V b), b / a)
+FPV_X86(Sqrt, X_VALUE, false, (V a), xfp::vsqrt<T>(a))
+// Without NaNs FMAX and FMAXNM agree, and so do FMIN and FMINNM.
+FPV_X86(Max, X_VALUE, false, (V a, V b), xfp::vmaxmin<T, true>(a, b))
+FPV_X86(MaxNum, X_VALUE, false, (V a, V b), xfp::vmaxmin<T, true>(a, b))
+FPV_X86(MinNum, X_VALUE, false, (V a, V b), xfp::vmaxmin<T, false>(a, b))
+FPV_X86(FmlaOp, X_VALUE, true, (V a, V n, V m), xfp::vfma<T>(a, n, m))
+FPV_X86(FmlsOp, X_VALUE, true, (V a, V n, V m), xfp::vfma<T>(a, -n, m))
+FPV_X86(FnmlaOp, X_VALUE, true, (V a, V n, V m), xfp::vfma<T>(-a, -n, m))
+FPV_X86(FnmlsOp, X_VALUE, true, (V a, V n, V m), xfp::vfma<T>(-a, n, m))
+// Compares keep the AArch64 NaN rules: == and != are quiet, >= and > signal on any NaN.
+FPV_X86(Cmp<CMP_EQ>, X_COMPARE, false, (V a, V b), a == b)
+FPV_X86(Cmp<CMP_NE>, X_COMPARE, false, (V a, V b), a != b)
+FPV_X86(Cmp<CMP_GE>, X_COMPARE, false, (V a, V b), a >= b)
+FPV_X86(Cmp<CMP_GT>, X_COMPARE, false, (V a, V b), a > b)
+FPV_X86(Cmp<CMP_UN>, X_COMPARE, false, (V a, V b), (a != a) | (b != b))
+// SCVTF and FCVTZS between 32-bit integers and single precision.
+using ScvtfS = FromInt<int32_t, uint32_t>;
+using FcvtzsS = ToInt<uint32_t, int32_t>;
+FPV_X86(ScvtfS, X_VALUE, false, (V a), V(_mm_cvtepi32_ps(__m128i(a))))
+FPV_X86(FcvtzsS, X_TO_INT, false, (V a), V(_mm_cvttps_epi32(__m128(a))))
+// FCVT from single to double: the single in the low half of each double container.
+using FcvtS2D = Convert<uint32_t, uint64_t>;
+FPV_X86(FcvtS2D, X_VALUE, false, (V a), V(_mm_cvtps_pd(_mm_shuffle_ps(__m128(a), __m128(a), 0x88))))
+#undef FPV_X86
+#endif
 
 }  // namespace fpv

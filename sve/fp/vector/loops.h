@@ -83,6 +83,31 @@ inline void spec_pred_result(cpu_state* s, uint32_t pd, uint32_t pg, Fn&& fn) {
     std::memcpy(s->p[pd], tmp, SVE_VL_BYTES);
 }
 
+// An operand of spec_vec: a register (step 16) or a 16-byte splat of one element (step 0).
+struct vsrc {
+    const uint8_t* p;
+    uint32_t step;
+};
+inline vsrc vreg(const cpu_state* s, uint32_t z) { return {s->z[z], 16}; }
+
+// The whole instruction on the host's vector unit, where the host has one that the operation can
+// use exactly (x86-64, see host_fp_x86.h): OP on the operands into `out`, merged with `merge`
+// under `pred` if PRED (compares: zero where `pred` is inactive). Returns false, having changed
+// nothing, where the element loop must run instead.
+template <class T, class OP, bool PRED, class... In>
+__attribute__((always_inline)) inline bool spec_vec([[maybe_unused]] cpu_state* s, [[maybe_unused]] uint8_t* out,
+                     [[maybe_unused]] const uint8_t* pred, [[maybe_unused]] const uint8_t* merge,
+                     [[maybe_unused]] In... in) {
+#if defined(__x86_64__)
+    typedef fpv::x86<OP> X;
+    if constexpr (X::has) {
+        if (X::fused && !xfp::have_fma()) return false;
+        return xfp::run<T, X::kind, PRED, X>(s, out, pred, merge, in...);
+    }
+#endif
+    return false;
+}
+
 // Calls f with a value of the element pattern type of a single (2) or double (3) size code.
 template <class F>
 inline void fp_size_dispatch(uint32_t size, F&& f) {
