@@ -6,7 +6,9 @@ template <class T>
 T read_lib(uint64_t addr, bool* fault) {
     if (!fault) return load_app<T>(addr);
     SVEInitialize();  // the handler that leaves a guarded read must be in place (once; then a no-op)
-    if (sigsetjmp(sveFaultJB, 1)) {
+    // The signal mask is not saved here (that would be a system call for every element): the
+    // handler puts back the mask of the moment of the fault, which is this one.
+    if (sigsetjmp(sveFaultJB, 0)) {
         *fault = true;
         return 0;
     }
