@@ -31,7 +31,18 @@ struct pred_scan {
     bool any;
 };
 
-pred_scan scan(const PredV& mask, const PredV& result, int esize, const CpuContext* c) {
+// Bits at the first byte of each element of esize bits (8 to 64) in a predicate word.
+constexpr uint64_t first_bytes(int esize) {
+    return esize == 8 ? ~0ull : esize == 16 ? 0x5555555555555555ull : esize == 32 ? 0x1111111111111111ull : 0x0101010101010101ull;
+}
+// The bit at each element's first byte set when any bit of the element is (lane_any word-wise).
+inline uint64_t fold_lanes(uint64_t r, int esize) {
+    for (int sh = 1; sh < esize / 8; sh <<= 1) r |= r >> sh;
+    return r;
+}
+
+// Element by element, for any element size.
+pred_scan scan_elements(const PredV& mask, const PredV& result, int esize, const CpuContext* c) {
     pred_scan r{-1, -1, false};
     int n = elements(c, esize);
     for (int e = 0; e < n; e++) {
@@ -39,6 +50,24 @@ pred_scan scan(const PredV& mask, const PredV& result, int esize, const CpuConte
         if (r.first < 0) r.first = e;
         r.last = e;
         r.any |= lane_any(result, uint32_t(e), esize);
+    }
+    return r;
+}
+
+// A word at a time for the element sizes 8 to 64 (elements never straddle a word).
+pred_scan scan(const PredV& mask, const PredV& result, int esize, const CpuContext* c) {
+    int bytes = elements(c, esize) * esize / 8;
+    if ((esize != 8 && esize != 16 && esize != 32 && esize != 64) || bytes > 256) return scan_elements(mask, result, esize, c);
+    pred_scan r{-1, -1, false};
+    const int per = esize / 8;
+    const uint64_t pick = first_bytes(esize);
+    for (int k = 0; 64 * k < bytes; k++) {
+        int left = bytes - 64 * k;
+        uint64_t m = mask.w[k] & pick & (left >= 64 ? ~0ull : (1ull << left) - 1);
+        if (m == 0) continue;
+        r.any |= (m & fold_lanes(result.w[k], esize)) != 0;
+        if (r.first < 0) r.first = (64 * k + __builtin_ctzll(m)) / per;
+        r.last = (64 * k + 63 - __builtin_clzll(m)) / per;
     }
     return r;
 }

@@ -31,13 +31,29 @@ inline void ffr_clear_lane(PredV& ffr, uint32_t e) {
     }
 }
 
+// Whether every active element of n at addr(e) can be read, found in one guarded region. When
+// so, reading them through guarded reads one by one would find no fault either, and plain reads
+// give the same result.
+template <class T, class U, class Addr>
+bool active_elements_readable(const PredV& pg, Addr addr, uint32_t n) {
+    uint64_t addrs[256];
+    uint32_t count = 0;
+    for (uint32_t e = 0; e < n && e < 256; e++)
+        if (pred_active(pg, e, 8 * sizeof(U))) addrs[count++] = addr(e);
+    return n <= 256 && GuardedTouchAll(addrs, count, sizeof(T));
+}
+
 // Generic load of elements at addr(e). With FIRST_FAULT every read is guarded: from the first
 // element that cannot be read upwards the result is zero and the FFR lanes are cleared, active
-// or not, and nothing more is read. Without it the reads are plain.
+// or not, and nothing more is read. Without it the reads are plain; so are they when one guarded
+// touch of all active elements finds them readable.
 template <class T, class U, bool FIRST_FAULT, class Addr>
 VecV generic_load_at(const PredV& pg, Addr addr, CpuContext* c) {
-    VecV r;
     const uint32_t n = elem_count(c, 8 * sizeof(U));
+    if constexpr (FIRST_FAULT) {
+        if (active_elements_readable<T, U>(pg, addr, n)) return generic_load_at<T, U, false>(pg, addr, c);
+    }
+    VecV r;
     bool fault = false;
     int no_fault = 0;  // 0 for the first element read, 1 after it
     for (uint32_t e = 0; e < n; e++) {

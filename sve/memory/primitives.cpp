@@ -22,6 +22,18 @@ T read_lib(uint64_t addr, bool* fault) {
 
 }  // namespace
 
+bool GuardedTouchAll(uint64_t* addrs, uint32_t count, uint32_t size) {
+    SVEInitialize();
+    if (sigsetjmp(sveFaultJB, 0)) return false;  // mask restored by the handler, as in read_lib
+    SVEFaultRegion = 1;
+    for (uint32_t i = 0; i < count; i++) {
+        (void)*reinterpret_cast<volatile const uint8_t*>(addrs[i]);
+        (void)*reinterpret_cast<volatile const uint8_t*>(addrs[i] + size - 1);
+    }
+    SVEFaultRegion = 0;
+    return true;
+}
+
 unsigned char ReadMemLib1(uint64_t addr, int, bool* fault, CpuContext*) { return read_lib<uint8_t>(addr, fault); }
 unsigned short ReadMemLib2(uint64_t addr, int, bool* fault, CpuContext*) { return read_lib<uint16_t>(addr, fault); }
 unsigned int ReadMemLib4(uint64_t addr, int, bool* fault, CpuContext*) { return read_lib<uint32_t>(addr, fault); }
