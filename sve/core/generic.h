@@ -48,6 +48,13 @@ inline void pred_set(PredV& p, uint32_t e, uint32_t w_bits, bool v) {
     p.w[word] = (p.w[word] & ~(1ull << bit)) | (uint64_t(v) << bit);
 }
 inline bool pred_bit(const PredV& p, uint32_t i) { return (p.w[i >> 6] >> (i & 63)) & 1; }
+// The bits of a PredV word that are the first bytes of elements of w bits (8, 16, 32 or 64):
+// the bits that pred_active looks at. Elements never straddle a word.
+constexpr uint64_t pred_lane_bits(uint32_t w_bits) {
+    return w_bits == 8 ? ~0ull : w_bits == 16 ? 0x5555555555555555ull : w_bits == 32 ? 0x1111111111111111ull : 0x0101010101010101ull;
+}
+// The low n bits of a predicate word, n from 0 to 64.
+constexpr uint64_t pred_low_bits(uint32_t n) { return n >= 64 ? ~0ull : (1ull << n) - 1; }
 
 // Element access of a VecV, little-endian.
 template <class T>

@@ -31,10 +31,6 @@ struct pred_scan {
     bool any;
 };
 
-// Bits at the first byte of each element of esize bits (8 to 64) in a predicate word.
-constexpr uint64_t first_bytes(int esize) {
-    return esize == 8 ? ~0ull : esize == 16 ? 0x5555555555555555ull : esize == 32 ? 0x1111111111111111ull : 0x0101010101010101ull;
-}
 // The bit at each element's first byte set when any bit of the element is (lane_any word-wise).
 inline uint64_t fold_lanes(uint64_t r, int esize) {
     for (int sh = 1; sh < esize / 8; sh <<= 1) r |= r >> sh;
@@ -60,10 +56,10 @@ pred_scan scan(const PredV& mask, const PredV& result, int esize, const CpuConte
     if ((esize != 8 && esize != 16 && esize != 32 && esize != 64) || bytes > 256) return scan_elements(mask, result, esize, c);
     pred_scan r{-1, -1, false};
     const int per = esize / 8;
-    const uint64_t pick = first_bytes(esize);
+    const uint64_t pick = pred_lane_bits(uint32_t(esize));
     for (int k = 0; 64 * k < bytes; k++) {
         int left = bytes - 64 * k;
-        uint64_t m = mask.w[k] & pick & (left >= 64 ? ~0ull : (1ull << left) - 1);
+        uint64_t m = mask.w[k] & pick & pred_low_bits(uint32_t(left));
         if (m == 0) continue;
         r.any |= (m & fold_lanes(result.w[k], esize)) != 0;
         if (r.first < 0) r.first = (64 * k + __builtin_ctzll(m)) / per;

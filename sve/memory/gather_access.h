@@ -33,16 +33,24 @@ inline void ffr_clear_lane(PredV& ffr, uint32_t e) {
 
 // Whether every active element of n at addr(e) can be read, found in one guarded region. When
 // so, reading them through guarded reads one by one would find no fault either, and plain reads
-// give the same result.
+// give the same result. One byte is touched in each 4 KiB block that holds a byte of an active
+// element: the block lies within one page, the unit of protection.
 template <class T, class U, class Addr>
 bool active_elements_readable(const PredV& pg, Addr addr, uint32_t n) {
-    uint64_t addrs[256];
+    constexpr uint64_t BLOCK = ~uint64_t(4095);
+    uint64_t addrs[512];
     uint32_t count = 0;
-    for (uint32_t e = 0; e < n && e < 256; e++)
-        if (pred_active(pg, e, 8 * sizeof(U))) addrs[count++] = addr(e);
-    return n <= 256 && GuardedTouchAll(addrs, count, sizeof(T));
+    uint64_t last_block = 1;  // no block: block addresses have the low bits clear
+    if (n > 256) return false;
+    for (uint32_t e = 0; e < n; e++) {
+        if (!pred_active(pg, e, 8 * sizeof(U))) continue;
+        const uint64_t lo = addr(e), hi = lo + sizeof(T) - 1;
+        if ((lo & BLOCK) != last_block) addrs[count++] = lo;
+        if ((hi & BLOCK) != (lo & BLOCK)) addrs[count++] = hi;
+        last_block = hi & BLOCK;
+    }
+    return GuardedTouchAll(addrs, count);
 }
-
 // Generic load of elements at addr(e). With FIRST_FAULT every read is guarded: from the first
 // element that cannot be read upwards the result is zero and the FFR lanes are cleared, active
 // or not, and nothing more is read. Without it the reads are plain; so are they when one guarded

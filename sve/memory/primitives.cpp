@@ -22,14 +22,11 @@ T read_lib(uint64_t addr, bool* fault) {
 
 }  // namespace
 
-bool GuardedTouchAll(uint64_t* addrs, uint32_t count, uint32_t size) {
+bool GuardedTouchAll(uint64_t* addrs, uint32_t count) {
     SVEInitialize();
     if (sigsetjmp(sveFaultJB, 0)) return false;  // mask restored by the handler, as in read_lib
     SVEFaultRegion = 1;
-    for (uint32_t i = 0; i < count; i++) {
-        (void)*reinterpret_cast<volatile const uint8_t*>(addrs[i]);
-        (void)*reinterpret_cast<volatile const uint8_t*>(addrs[i] + size - 1);
-    }
+    for (uint32_t i = 0; i < count; i++) (void)*reinterpret_cast<volatile const uint8_t*>(addrs[i]);
     SVEFaultRegion = 0;
     return true;
 }

@@ -7,6 +7,7 @@
 
 #include "sve/core/generic.h"
 #include "sve/core/sve_emulator.h"
+#include "sve/integer/perm_core.h"
 #include "sve/integer/pred_flags.h"
 
 namespace {
@@ -187,6 +188,31 @@ TEST(PredFlags, GenericAgainstElementReferenceAtManyLengths) {
                 PredSetNC(m, r, esize, &c);
                 uint32_t nc = first < 0 ? 0xFu : (0x4u | 0x1u | (uint32_t(bit(r, first * per)) << 3) | (last_any ? 0u : 0x2u));
                 EXPECT_EQ(c.nzcv, (nc << 28) | 0x5u) << words << " words, esize " << esize << ", case " << i;
+            }
+        }
+    }
+}
+
+// The word-at-a-time predicate builders against pred_set / pred_active element by element.
+TEST(PredFlags, FirstAndCountAgainstElementLoops) {
+    std::mt19937_64 rng(5);
+    for (uint32_t words : {1u, 2u, 5u, 10u, 32u}) {
+        CpuContext c{};
+        c.vl_words = words;
+        for (uint32_t bits : {8u, 16u, 32u, 64u}) {
+            uint32_t n = words * 64 / bits;
+            for (uint32_t count : {0u, 1u, n / 2 + 1, n - 1, n}) {
+                if (count > n) continue;
+                PredV want{{0, 0, 0, 0}};
+                for (uint32_t e = 0; e < count; e++) pred_set(want, e, bits, true);
+                PredV got = pcore::pred_first(count, bits);
+                for (int k = 0; k < 4; k++) EXPECT_EQ(got.w[k], want.w[k]) << words << " " << bits << " " << count << " word " << k;
+            }
+            for (int i = 0; i < 50; i++) {
+                PredV p{{rng(), rng() & rng(), rng(), rng() | rng()}};
+                uint32_t want = 0;
+                for (uint32_t e = 0; e < n; e++) want += pred_active(p, e, bits);
+                EXPECT_EQ(pcore::pred_count(p, bits, &c), want) << words << " words, " << bits << " bits";
             }
         }
     }
