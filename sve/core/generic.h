@@ -55,6 +55,22 @@ constexpr uint64_t pred_lane_bits(uint32_t w_bits) {
 }
 // The low n bits of a predicate word, n from 0 to 64.
 constexpr uint64_t pred_low_bits(uint32_t n) { return n >= 64 ? ~0ull : (1ull << n) - 1; }
+// First and last element of w bits (8 to 64) whose predicate bit is set among the elements in
+// the first `bytes` bytes (at most 256); both -1 when there is none.
+struct pred_span {
+    int first, last;
+};
+inline pred_span active_span(const PredV& p, uint32_t w_bits, uint32_t bytes) {
+    pred_span r{-1, -1};
+    const int per = int(w_bits / 8);
+    for (uint32_t k = 0; k < 4 && 64 * k < bytes; k++) {
+        uint64_t m = p.w[k] & pred_lane_bits(w_bits) & pred_low_bits(bytes - 64 * k);
+        if (m == 0) continue;
+        if (r.first < 0) r.first = int(64 * k + __builtin_ctzll(m)) / per;
+        r.last = int(64 * k + 63 - __builtin_clzll(m)) / per;
+    }
+    return r;
+}
 
 // Element access of a VecV, little-endian.
 template <class T>

@@ -50,7 +50,8 @@ pred_scan scan_elements(const PredV& mask, const PredV& result, int esize, const
     return r;
 }
 
-// A word at a time for the element sizes 8 to 64 (elements never straddle a word).
+// A word at a time for the element sizes 8 to 64 (elements never straddle a word): first and
+// last active element as active_span finds them, and any-true, in one pass.
 pred_scan scan(const PredV& mask, const PredV& result, int esize, const CpuContext* c) {
     int bytes = elements(c, esize) * esize / 8;
     if ((esize != 8 && esize != 16 && esize != 32 && esize != 64) || bytes > 256) return scan_elements(mask, result, esize, c);
@@ -58,8 +59,7 @@ pred_scan scan(const PredV& mask, const PredV& result, int esize, const CpuConte
     const int per = esize / 8;
     const uint64_t pick = pred_lane_bits(uint32_t(esize));
     for (int k = 0; 64 * k < bytes; k++) {
-        int left = bytes - 64 * k;
-        uint64_t m = mask.w[k] & pick & pred_low_bits(uint32_t(left));
+        uint64_t m = mask.w[k] & pick & pred_low_bits(uint32_t(bytes - 64 * k));
         if (m == 0) continue;
         r.any |= (m & fold_lanes(result.w[k], esize)) != 0;
         if (r.first < 0) r.first = (64 * k + __builtin_ctzll(m)) / per;
