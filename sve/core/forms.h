@@ -154,13 +154,15 @@ template <class D, class... A>
 struct gform {
     template <auto FN, int ESZ>
     static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
-        CpuContext c = frame_enter(s);
+        uint64_t ffr_junk;
+        CpuContext c = frame_enter(s, ffr_junk);
+        const PredV ffr_in = c.ffr;
         if constexpr (std::is_same_v<D, DNone>) {
             FN(A::template gget<ESZ>(s, w)..., &c);
         } else {
             D::template put<ESZ>(s, w, FN(A::template gget<ESZ>(s, w)..., &c));
         }
-        frame_leave(s, c);
+        frame_leave(s, c, ffr_in, ffr_junk);
         return RC_DONE;
     }
 };

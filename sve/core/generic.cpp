@@ -23,19 +23,3 @@ uint32_t VecTrueILength(uint32_t pattern, uint32_t n) {
     default: return 0;
     }
 }
-
-CpuContext frame_enter(const cpu_state* s) {
-    CpuContext c;
-    c.nzcv = uint32_t(s->nzcv);
-    c.fpsr = s->fpsr;
-    c.fpcr = s->fpcr & FPCR_CTX_MASK;
-    c.vl_words = SVE_VL_BITS / 64;
-    c.ffr = pack_pred(s->ffr);
-    return c;
-}
-
-void frame_leave(cpu_state* s, const CpuContext& c) {
-    s->nzcv = c.nzcv;
-    s->fpsr = c.fpsr;
-    unpack_pred(s->ffr, c.ffr);
-}

@@ -94,8 +94,7 @@ inline VecV gen_merge(const VecV& old, const PredV& pg, const CpuContext* c, F&&
 }
 template <class T, class F>
 inline VecV gen_map(const CpuContext* c, F&& f) {
-    VecV r;
-    std::memset(r.b, 0, vl_bytes(c));
+    VecV r;  // every live element is written
     uint32_t n = elem_count(c, NBITS<T>);
     for (uint32_t e = 0; e < n; e++) vset<T>(r, e, f(e));
     return r;

@@ -117,8 +117,9 @@ inline void fill_first(uint8_t* p, uint32_t count, uint32_t s) {
 // The same as a packed predicate of the context's length, elements of `bits` bits.
 inline PredV pred_first(uint32_t count, uint32_t bits) {
     PredV p = {{0, 0, 0, 0}};
-    if (bits == 8) {  // whole words of lanes
-        for (uint32_t i = 0; i < 4 && count > 64 * i; i++) p.w[i] = count - 64 * i >= 64 ? ~0ull : (1ull << (count - 64 * i)) - 1;
+    if (bits == 8 || bits == 16 || bits == 32 || bits == 64) {  // a word of lanes at a time
+        const uint32_t nbits = count * (bits / 8);
+        for (uint32_t i = 0; i < 4 && nbits > 64 * i; i++) p.w[i] = pred_lane_bits(bits) & pred_low_bits(nbits - 64 * i);
         return p;
     }
     for (uint32_t e = 0; e < count; e++) pred_set(p, e, bits, true);
@@ -131,6 +132,12 @@ inline PredV pred_all(const CpuContext* c) { return pred_first(vl_bytes(c), 8); 
 // Number of elements of `bits` bits active in p.
 inline uint32_t pred_count(const PredV& p, uint32_t bits, const CpuContext* c) {
     uint32_t n = elem_count(c, bits), k = 0;
+    if ((bits == 8 || bits == 16 || bits == 32 || bits == 64) && n * (bits / 8) <= 256) {
+        const uint32_t nbits = n * (bits / 8);
+        for (uint32_t i = 0; i < 4 && nbits > 64 * i; i++)
+            k += uint32_t(__builtin_popcountll(p.w[i] & pred_lane_bits(bits) & pred_low_bits(nbits - 64 * i)));
+        return k;
+    }
     for (uint32_t e = 0; e < n; e++) k += pred_active(p, e, bits);
     return k;
 }

@@ -31,7 +31,15 @@ struct pred_scan {
     bool any;
 };
 
-pred_scan scan(const PredV& mask, const PredV& result, int esize, const CpuContext* c) {
+// The bit at each element's first byte set when any bit of the element is (lane_any word-wise).
+template <int ESIZE>
+inline uint64_t fold_lanes(uint64_t r) {
+    for (int sh = 1; sh < ESIZE / 8; sh <<= 1) r |= r >> sh;
+    return r;
+}
+
+// Element by element, for any element size.
+pred_scan scan_elements(const PredV& mask, const PredV& result, int esize, const CpuContext* c) {
     pred_scan r{-1, -1, false};
     int n = elements(c, esize);
     for (int e = 0; e < n; e++) {
@@ -41,6 +49,36 @@ pred_scan scan(const PredV& mask, const PredV& result, int esize, const CpuConte
         r.any |= lane_any(result, uint32_t(e), esize);
     }
     return r;
+}
+
+// A word at a time (elements never straddle a word): first and last active element as
+// active_span finds them, and any-true, in one pass.
+template <int ESIZE>
+pred_scan scan_words(const PredV& mask, const PredV& result, int bytes) {
+    pred_scan r{-1, -1, false};
+    constexpr int per = ESIZE / 8;
+    for (int k = 0; 64 * k < bytes; k++) {
+        uint64_t m = mask.w[k] & pred_lane_bits(ESIZE) & pred_low_bits(uint32_t(bytes - 64 * k));
+        if (m == 0) continue;
+        r.any |= (m & fold_lanes<ESIZE>(result.w[k])) != 0;
+        if (r.first < 0) r.first = (64 * k + __builtin_ctzll(m)) / per;
+        r.last = (64 * k + 63 - __builtin_clzll(m)) / per;
+    }
+    return r;
+}
+
+pred_scan scan(const PredV& mask, const PredV& result, int esize, const CpuContext* c) {
+    int bytes = elements(c, esize) * esize / 8;
+    if (bytes <= 256) {
+        switch (esize) {
+        case 8: return scan_words<8>(mask, result, bytes);
+        case 16: return scan_words<16>(mask, result, bytes);
+        case 32: return scan_words<32>(mask, result, bytes);
+        case 64: return scan_words<64>(mask, result, bytes);
+        default: break;
+        }
+    }
+    return scan_elements(mask, result, esize, c);
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // Wide-integer helpers: shifts, saturation and 256-bit values.
 #include "sve/integer/wide_int.h"
 
+using wide_detail::limit_of;
+
 namespace {
 
 constexpr wide_int WIDE_MAX = wide_int(~uwide_int(0) >> 1);
@@ -8,31 +10,6 @@ constexpr wide_int WIDE_MIN = -WIDE_MAX - 1;
 
 // Negation that stays defined for the lowest value (which maps to the highest).
 wide_int neg_count(wide_int c) { return c == WIDE_MIN ? WIDE_MAX : -c; }
-
-// The 64-bit pattern of the bound of n bits on the side of a value's sign.
-uint64_t limit_of(bool negative, int n, int is_unsigned) {
-    if (is_unsigned == 1) return negative ? 0 : ones(n);
-    if (negative) return n - 1 < 64 ? 1ull << (n - 1) : 0;
-    return ones(n - 1);
-}
-
-// Saturation of x to n bits (1 to 128); the unsaturated result is masked to n bits or not.
-sat_result sat_core(wide_int x, int n, int is_unsigned, bool masked) {
-    if (n < 1) n = 1;
-    if (n > 128) n = 128;
-    uint64_t keep = masked ? ones(n) : ~0ull;
-    if (is_unsigned == 1) {
-        if (x < 0) return {0, 1};
-        if (n < 128 && (uwide_int(x) >> n) != 0) return {limit_of(false, n, 1), 1};
-        return {bits(x) & keep, 0};
-    }
-    if (n < 128) {
-        wide_int hi = wide_int((uwide_int(1) << (n - 1)) - 1);
-        if (x > hi) return {limit_of(false, n, 0), 1};
-        if (x < -hi - 1) return {limit_of(true, n, 0), 1};
-    }
-    return {bits(x) & keep, 0};
-}
 
 }  // namespace
 
@@ -48,9 +25,6 @@ wide_int ShiftLeftInt(wide_int x, wide_int count) {
     int c = count > 64 ? 64 : int(count);
     return wide_int(uwide_int(x) << c);
 }
-
-sat_result SatQ(wide_int x, int n, int is_unsigned) { return sat_core(x, n, is_unsigned, true); }
-sat_result SatQShift(wide_int x, int n, int is_unsigned) { return sat_core(x, n, is_unsigned, false); }
 
 sat_result SatQUShift(wide_int x, int n) {
     uwide_int u = uwide_int(x);
@@ -68,13 +42,13 @@ sat_result ShiftQLeftInt(wide_int x, wide_int count, int n, int is_unsigned) {
     return SatQShift(ShiftLeftInt(x, count), n, is_unsigned);
 }
 
-sat_result SatAdd(uint64_t a, uint64_t b, int n, int is_unsigned) {
+sat_result SatAddWide(uint64_t a, uint64_t b, int n, int is_unsigned) {
     wide_int sum = Int(a, n, is_unsigned) + Int(b, n, is_unsigned);
     sat_result r = SatQ(sum, n, is_unsigned);
     return r.sat ? r : sat_result{bits(sum), 0};
 }
 
-sat_result SatSub(uint64_t a, uint64_t b, int n, int is_unsigned) {
+sat_result SatSubWide(uint64_t a, uint64_t b, int n, int is_unsigned) {
     return SatQ(Int(a, n, is_unsigned) - Int(b, n, is_unsigned), n, is_unsigned);
 }
 

@@ -107,13 +107,98 @@ wide_int ShiftLeftInt(wide_int x, wide_int count);
 
 // ---- Saturation ----
 
-sat_result SatQ(wide_int x, int n, int is_unsigned);
+namespace wide_detail {
+
+// The 64-bit pattern of the bound of n bits on the side of a value's sign.
+inline uint64_t limit_of(bool negative, int n, int is_unsigned) {
+    if (is_unsigned == 1) return negative ? 0 : ones(n);
+    if (negative) return n - 1 < 64 ? 1ull << (n - 1) : 0;
+    return ones(n - 1);
+}
+
+// Saturation of x to n bits (1 to 128); the unsaturated result is masked to n bits or not.
+// Inline so that a constant width folds the bounds away.
+inline sat_result sat_core(wide_int x, int n, int is_unsigned, bool masked) {
+    if (n < 1) n = 1;
+    if (n > 128) n = 128;
+    uint64_t keep = masked ? ones(n) : ~0ull;
+    if (is_unsigned == 1) {
+        if (x < 0) return {0, 1};
+        if (n < 128 && (uwide_int(x) >> n) != 0) return {limit_of(false, n, 1), 1};
+        return {bits(x) & keep, 0};
+    }
+    if (n < 128) {
+        wide_int hi = wide_int((uwide_int(1) << (n - 1)) - 1);
+        if (x > hi) return {limit_of(false, n, 0), 1};
+        if (x < -hi - 1) return {limit_of(true, n, 0), 1};
+    }
+    return {bits(x) & keep, 0};
+}
+
+// Saturating sum or difference of two n-bit elements, 1 <= n <= 32, in 64-bit arithmetic (exact:
+// the operands and their sum or difference fit). The unsaturated result is the 64-bit pattern of
+// the exact value, masked to n bits when `masked`.
+inline sat_result sat_addsub_narrow(uint64_t a, uint64_t b, int n, bool is_unsigned, bool subtract, bool masked) {
+    int64_t x, y;
+    if (is_unsigned) {
+        x = int64_t(a & ones(n));
+        y = int64_t(b & ones(n));
+    } else {
+        x = int64_t(a << (64 - n)) >> (64 - n);
+        y = int64_t(b << (64 - n)) >> (64 - n);
+    }
+    int64_t r = subtract ? x - y : x + y;
+    int64_t hi = is_unsigned ? int64_t(ones(n)) : int64_t(ones(n - 1));
+    int64_t lo = is_unsigned ? 0 : -hi - 1;
+    if (r > hi) return {uint64_t(hi), 1};
+    if (r < lo) return {uint64_t(lo) & ones(n), 1};
+    return {masked ? uint64_t(r) & ones(n) : uint64_t(r), 0};
+}
+
+// The same for n = 64, through the overflow builtins. An overflowing signed sum saturates on
+// the side of its operands' sign (they agree), an overflowing difference on the side of a's.
+inline sat_result sat_addsub_64(uint64_t a, uint64_t b, bool is_unsigned, bool subtract) {
+    if (is_unsigned) {
+        uint64_t r;
+        bool over = subtract ? __builtin_sub_overflow(a, b, &r) : __builtin_add_overflow(a, b, &r);
+        if (over) return {subtract ? 0 : ~0ull, 1};
+        return {r, 0};
+    }
+    int64_t r;
+    bool over = subtract ? __builtin_sub_overflow(int64_t(a), int64_t(b), &r)
+                         : __builtin_add_overflow(int64_t(a), int64_t(b), &r);
+    if (over) return {int64_t(a) < 0 ? 1ull << 63 : ~0ull >> 1, 1};
+    return {uint64_t(r), 0};
+}
+
+}  // namespace wide_detail
+
+inline sat_result SatQ(wide_int x, int n, int is_unsigned) { return wide_detail::sat_core(x, n, is_unsigned, true); }
 // SatQ's rule for n up to 128, the unsaturated result being the low 64 bits unmasked.
-sat_result SatQShift(wide_int x, int n, int is_unsigned);
+inline sat_result SatQShift(wide_int x, int n, int is_unsigned) {
+    return wide_detail::sat_core(x, n, is_unsigned, false);
+}
 sat_result SatQUShift(wide_int x, int n);
 sat_result ShiftQLeftInt(wide_int x, wide_int count, int n, int is_unsigned);
-sat_result SatAdd(uint64_t a, uint64_t b, int n, int is_unsigned);
-sat_result SatSub(uint64_t a, uint64_t b, int n, int is_unsigned);
+
+// Through 128 bits for any width; the inline forms below take the 64-bit paths for widths of at
+// most 32 bits and for 64 bits.
+sat_result SatAddWide(uint64_t a, uint64_t b, int n, int is_unsigned);
+sat_result SatSubWide(uint64_t a, uint64_t b, int n, int is_unsigned);
+
+// Saturating sum of two n-bit elements; unsaturated, the low 64 bits of the exact sum (not
+// masked to n bits).
+inline sat_result SatAdd(uint64_t a, uint64_t b, int n, int is_unsigned) {
+    if (n == 64) return wide_detail::sat_addsub_64(a, b, is_unsigned == 1, false);
+    if (n >= 1 && n <= 32) return wide_detail::sat_addsub_narrow(a, b, n, is_unsigned == 1, false, false);
+    return SatAddWide(a, b, n, is_unsigned);
+}
+// Saturating difference; unsaturated, the exact difference masked to n bits.
+inline sat_result SatSub(uint64_t a, uint64_t b, int n, int is_unsigned) {
+    if (n == 64) return wide_detail::sat_addsub_64(a, b, is_unsigned == 1, true);
+    if (n >= 1 && n <= 32) return wide_detail::sat_addsub_narrow(a, b, n, is_unsigned == 1, true, true);
+    return SatSubWide(a, b, n, is_unsigned);
+}
 sat_result SatMult(uint64_t a, uint64_t b, int n, int is_unsigned);
 sat_result SatShiftLeft(uint64_t a, uint64_t b, int n, int is_unsigned);
 sat_result SatShiftLeftU(uint64_t a, uint64_t b, int n);

@@ -1,5 +1,6 @@
 #include "sve/memory/fault.h"
 
+#include <pthread.h>
 #include <ucontext.h>
 
 #include <cstdio>
@@ -66,6 +67,9 @@ void SVESigHandler(int sig, siginfo_t*, void* context) {
     }
     if (SVEFaultRegion) {
         SVEFaultRegion = 0;
+        // The guarded read saved no signal mask: the one interrupted by the fault is the one it
+        // had, and it comes back here, whatever the action that brought us here blocked.
+        if (context) pthread_sigmask(SIG_SETMASK, &static_cast<ucontext_t*>(context)->uc_sigmask, nullptr);
         siglongjmp(sveFaultJB, 1);
     }
     set_action(SIGSEGV, nullptr);

@@ -23,7 +23,8 @@ void SVESigHandler(int sig, siginfo_t* info, void* context);
 
 // Non-zero while this thread's guarded read has its probing loads under way.
 extern thread_local constinit uint32_t SVEFaultRegion;
-// Where a contained fault of this thread continues (saved with the signal mask).
+// Where a contained fault of this thread continues. The guarded reads fill it without the
+// signal mask; the handler restores the mask of the interrupted read before it jumps.
 extern thread_local constinit sigjmp_buf sveFaultJB;
 
 // Whether the byte at `addr` can be read. Only the char form exists.

@@ -84,6 +84,8 @@ template <class T, class U>
 VecV generic_nonfault(const VecV& old, const PredV& pg, uint64_t base, CpuContext* c) {
     VecV r = old;
     const uint32_t n = elem_count(c, 8 * sizeof(U));
+    auto addr = [&](uint32_t e) { return base + e * sizeof(T); };
+    if (contiguous_active_readable<T, U>(pg, base, c)) return generic_load_at<T, U, false>(pg, addr, c);
     for (uint32_t e = 0; e < n; e++) {
         if (!pred_active(pg, e, 8 * sizeof(U))) {
             vset<U>(r, e, U(0));
@@ -100,7 +102,9 @@ VecV generic_nonfault(const VecV& old, const PredV& pg, uint64_t base, CpuContex
 template <class T, class U>
 VecV generic_first_fault(const PredV& pg, uint64_t xn, uint64_t xm, CpuContext* c) {
     const uint64_t base = xn + (xm << log2_of(sizeof(T)));
-    return generic_load_at<T, U, true>(pg, [&](uint32_t e) { return base + e * sizeof(T); }, c);
+    auto addr = [&](uint32_t e) { return base + e * sizeof(T); };
+    if (contiguous_active_readable<T, U>(pg, base, c)) return generic_load_at<T, U, false>(pg, addr, c);
+    return generic_load_at<T, U, true>(pg, addr, c);
 }
 
 }  // namespace

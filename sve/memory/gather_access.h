@@ -31,13 +31,55 @@ inline void ffr_clear_lane(PredV& ffr, uint32_t e) {
     }
 }
 
+// Whether every active element of n at addr(e) can be read, found in one guarded region. When
+// so, reading them through guarded reads one by one would find no fault either, and plain reads
+// give the same result. One byte is touched in each 4 KiB block that holds a byte of an active
+// element: the block lies within one page, the unit of protection.
+template <class T, class U, class Addr>
+bool active_elements_readable(const PredV& pg, Addr addr, uint32_t n) {
+    constexpr uint64_t BLOCK = ~uint64_t(4095);
+    uint64_t addrs[512];
+    uint32_t count = 0;
+    uint64_t last_block = 1;  // no block: block addresses have the low bits clear
+    if (n > 256) return false;
+    for (uint32_t e = 0; e < n; e++) {
+        if (!pred_active(pg, e, 8 * sizeof(U))) continue;
+        const uint64_t lo = addr(e), hi = lo + sizeof(T) - 1;
+        if ((lo & BLOCK) != last_block) addrs[count++] = lo;
+        if ((hi & BLOCK) != (lo & BLOCK)) addrs[count++] = hi;
+        last_block = hi & BLOCK;
+    }
+    return GuardedTouchAll(addrs, count);
+}
+// The same for a contiguous load, elements of sizeof(T) bytes from `base`: one byte of each 4 KiB
+// block from the first to the last active element, inactive ones between them included (when
+// one of those cannot be read, the answer is no, and the element by element path decides).
+template <class T, class U>
+bool contiguous_active_readable(const PredV& pg, uint64_t base, const CpuContext* c) {
+    constexpr uint64_t BLOCK = ~uint64_t(4095);
+    const uint32_t n = elem_count(c, 8 * sizeof(U));
+    if (n * sizeof(U) > 256) return false;
+    pred_span span = active_span(pg, 8 * sizeof(U), uint32_t(n * sizeof(U)));
+    if (span.first < 0) return true;
+    const uint64_t lo = base + uint64_t(span.first) * sizeof(T), hi = base + uint64_t(span.last) * sizeof(T) + sizeof(T) - 1;
+    if (hi < lo || hi - lo > 256 * 8) return false;  // wraps round, or more than a vector
+    uint64_t addrs[4] = {lo, 0, 0, 0};
+    uint32_t count = 1;
+    for (uint64_t b = (lo & BLOCK) + 4096; b <= hi && count < 4; b += 4096) addrs[count++] = b;
+    return GuardedTouchAll(addrs, count);
+}
+
 // Generic load of elements at addr(e). With FIRST_FAULT every read is guarded: from the first
 // element that cannot be read upwards the result is zero and the FFR lanes are cleared, active
-// or not, and nothing more is read. Without it the reads are plain.
+// or not, and nothing more is read. Without it the reads are plain; so are they when one guarded
+// touch of all active elements finds them readable.
 template <class T, class U, bool FIRST_FAULT, class Addr>
 VecV generic_load_at(const PredV& pg, Addr addr, CpuContext* c) {
-    VecV r;
     const uint32_t n = elem_count(c, 8 * sizeof(U));
+    if constexpr (FIRST_FAULT) {
+        if (active_elements_readable<T, U>(pg, addr, n)) return generic_load_at<T, U, false>(pg, addr, c);
+    }
+    VecV r;
     bool fault = false;
     int no_fault = 0;  // 0 for the first element read, 1 after it
     for (uint32_t e = 0; e < n; e++) {

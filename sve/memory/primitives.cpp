@@ -6,7 +6,9 @@ template <class T>
 T read_lib(uint64_t addr, bool* fault) {
     if (!fault) return load_app<T>(addr);
     SVEInitialize();  // the handler that leaves a guarded read must be in place (once; then a no-op)
-    if (sigsetjmp(sveFaultJB, 1)) {
+    // The signal mask is not saved here (that would be a system call for every element): the
+    // handler puts back the mask of the moment of the fault, which is this one.
+    if (sigsetjmp(sveFaultJB, 0)) {
         *fault = true;
         return 0;
     }
@@ -19,6 +21,15 @@ T read_lib(uint64_t addr, bool* fault) {
 }
 
 }  // namespace
+
+bool GuardedTouchAll(uint64_t* addrs, uint32_t count) {
+    SVEInitialize();
+    if (sigsetjmp(sveFaultJB, 0)) return false;  // mask restored by the handler, as in read_lib
+    SVEFaultRegion = 1;
+    for (uint32_t i = 0; i < count; i++) (void)*reinterpret_cast<volatile const uint8_t*>(addrs[i]);
+    SVEFaultRegion = 0;
+    return true;
+}
 
 unsigned char ReadMemLib1(uint64_t addr, int, bool* fault, CpuContext*) { return read_lib<uint8_t>(addr, fault); }
 unsigned short ReadMemLib2(uint64_t addr, int, bool* fault, CpuContext*) { return read_lib<uint16_t>(addr, fault); }

@@ -17,6 +17,11 @@ unsigned short ReadMemLib2(uint64_t addr, int no_fault, bool* fault, CpuContext*
 unsigned int ReadMemLib4(uint64_t addr, int no_fault, bool* fault, CpuContext* c);
 unsigned long ReadMemLib8(uint64_t addr, int no_fault, bool* fault, CpuContext* c);
 
+// Guarded touch of the bytes at addrs[0..count-1]: true when every one of them can be read. One
+// guarded region for all of them, so that a load whose elements are all readable pays for one
+// jump buffer rather than one per element; a fault ends the touch and gives false.
+bool GuardedTouchAll(uint64_t* addrs, uint32_t count);
+
 // Plain writes of 1, 2, 4, 8 bytes.
 void WriteMemLib1(unsigned char value, uint64_t addr, CpuContext* c);
 void WriteMemLib2(unsigned short value, uint64_t addr, CpuContext* c);

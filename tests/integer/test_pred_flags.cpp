@@ -2,10 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <random>
 #include <vector>
 
 #include "sve/core/generic.h"
 #include "sve/core/sve_emulator.h"
+#include "sve/integer/perm_core.h"
 #include "sve/integer/pred_flags.h"
 
 namespace {
@@ -146,3 +148,72 @@ TEST(PredFlags, PtestWord) {
 }
 
 }  // namespace
+
+// The generic flag tests at vector lengths of 64 to 2048 bits, random predicates of several
+// densities (result bits also in the later bytes of an element), against the flags worked out
+// element by element here.
+TEST(PredFlags, GenericAgainstElementReferenceAtManyLengths) {
+    std::mt19937_64 rng(3);
+    auto bit = [](const PredV& p, int i) { return int((p.w[i >> 6] >> (i & 63)) & 1); };
+    for (uint32_t words : {1u, 2u, 3u, 5u, 10u, 16u, 31u, 32u}) {
+        for (int esize : {8, 16, 32, 64}) {
+            for (int i = 0; i < 200; i++) {
+                PredV m, r;
+                int density = i % 4;  // 0: sparse ... 3: dense
+                for (int k = 0; k < 4; k++) {
+                    m.w[k] = rng();
+                    r.w[k] = rng();
+                    for (int d = density; d < 3; d++) m.w[k] &= rng();
+                    if (i % 7 == 0) r.w[k] &= rng() & rng();
+                }
+                if (i % 11 == 0) m = PredV{{0, 0, 0, 0}};
+                int per = esize / 8, n = int(words) * 64 / esize;
+                int first = -1, last = -1;
+                bool any = false;
+                for (int e = 0; e < n; e++) {
+                    if (!bit(m, e * per)) continue;
+                    if (first < 0) first = e;
+                    last = e;
+                    for (int b = 0; b < per; b++) any |= bit(r, e * per + b) != 0;
+                }
+                bool last_any = false;
+                for (int b = 0; last >= 0 && b < per; b++) last_any |= bit(r, last * per + b) != 0;
+                uint32_t nzc = !any ? 0x6u : (uint32_t(bit(r, first * per)) << 3) | (last_any ? 0u : 0x2u);
+                CpuContext c{};
+                c.vl_words = words;
+                c.nzcv = 0x10000005u;  // V set, low bits to be kept
+                PredSetNZC(m, r, esize, &c);
+                EXPECT_EQ(c.nzcv, (nzc << 28) | 0x10000005u) << words << " words, esize " << esize << ", case " << i;
+                c.nzcv = 0xF0000005u;
+                PredSetNC(m, r, esize, &c);
+                uint32_t nc = first < 0 ? 0xFu : (0x4u | 0x1u | (uint32_t(bit(r, first * per)) << 3) | (last_any ? 0u : 0x2u));
+                EXPECT_EQ(c.nzcv, (nc << 28) | 0x5u) << words << " words, esize " << esize << ", case " << i;
+            }
+        }
+    }
+}
+
+// The word-at-a-time predicate builders against pred_set / pred_active element by element.
+TEST(PredFlags, FirstAndCountAgainstElementLoops) {
+    std::mt19937_64 rng(5);
+    for (uint32_t words : {1u, 2u, 5u, 10u, 32u}) {
+        CpuContext c{};
+        c.vl_words = words;
+        for (uint32_t bits : {8u, 16u, 32u, 64u}) {
+            uint32_t n = words * 64 / bits;
+            for (uint32_t count : {0u, 1u, n / 2 + 1, n - 1, n}) {
+                if (count > n) continue;
+                PredV want{{0, 0, 0, 0}};
+                for (uint32_t e = 0; e < count; e++) pred_set(want, e, bits, true);
+                PredV got = pcore::pred_first(count, bits);
+                for (int k = 0; k < 4; k++) EXPECT_EQ(got.w[k], want.w[k]) << words << " " << bits << " " << count << " word " << k;
+            }
+            for (int i = 0; i < 50; i++) {
+                PredV p{{rng(), rng() & rng(), rng(), rng() | rng()}};
+                uint32_t want = 0;
+                for (uint32_t e = 0; e < n; e++) want += pred_active(p, e, bits);
+                EXPECT_EQ(pcore::pred_count(p, bits, &c), want) << words << " words, " << bits << " bits";
+            }
+        }
+    }
+}

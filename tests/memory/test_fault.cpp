@@ -95,6 +95,38 @@ TEST_F(Fault, GuardedReadsThatFault) {
     }
 }
 
+// A fault that reaches SVESigHandler through another action, one that blocks SIGSEGV and SIGUSR1
+// while it runs (the way a framework forwards signals), still leaves the guarded read with the
+// signal mask of its start.
+void forward_to_emulator(int sig, siginfo_t* info, void* context) { SVESigHandler(sig, info, context); }
+
+TEST_F(Fault, GuardedReadRestoresTheMaskUnderAForwardingAction) {
+    guarded_pages g(1);
+    struct sigaction fwd = {}, old;
+    fwd.sa_sigaction = forward_to_emulator;
+    fwd.sa_flags = SA_SIGINFO;  // no SA_NODEFER: SIGSEGV is blocked inside the handler
+    sigemptyset(&fwd.sa_mask);
+    sigaddset(&fwd.sa_mask, SIGUSR1);
+    sigaction(SIGSEGV, &fwd, &old);
+    sigset_t usr2, before_block;
+    sigemptyset(&usr2);
+    sigaddset(&usr2, SIGUSR2);
+    pthread_sigmask(SIG_BLOCK, &usr2, &before_block);  // a mask of the application's own
+    sigset_t before = current_mask();
+    for (int again = 0; again < 2; again++) {
+        bool fault = false;
+        EXPECT_EQ(ReadMemLib4(uint64_t(g.hole()), 0, &fault, nullptr), 0u);
+        EXPECT_TRUE(fault);
+        sigset_t now = current_mask();
+        EXPECT_TRUE(same_mask(before, now));
+        EXPECT_FALSE(sigismember(&now, SIGSEGV));
+        EXPECT_FALSE(sigismember(&now, SIGUSR1));
+        EXPECT_TRUE(sigismember(&now, SIGUSR2));
+    }
+    sigaction(SIGSEGV, &old, nullptr);
+    pthread_sigmask(SIG_SETMASK, &before_block, nullptr);
+}
+
 TEST_F(Fault, ProbeTellsReadableFromNot) {
     guarded_pages g(1);
     void* action = segv_action();
