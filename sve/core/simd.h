@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 typedef uint8_t v16u8 __attribute__((vector_size(16)));
 typedef uint16_t v8u16 __attribute__((vector_size(16)));
@@ -25,6 +26,30 @@ inline V vload(const uint8_t* p) {
 template <class V>
 inline void vstore(uint8_t* p, V v) {
     std::memcpy(p, &v, sizeof(V));
+}
+
+// Calls f(c) for the chunk numbers c = 0 .. 4, unrolled at compile time on every compiler.
+template <class F>
+inline void for_chunks(F&& f) {
+    [&]<int... C>(std::integer_sequence<int, C...>) { (f(C), ...); }(std::make_integer_sequence<int, SVE_CHUNKS>{});
+}
+
+// Writes the 80 bytes at dst as the five chunks f(0) .. f(4). The chunks are the temporary: all
+// five are computed, in host vector registers, before the first store, so dst may be any of the
+// registers that f reads.
+template <class V, class F>
+inline void vgen80(uint8_t* dst, F&& f) {
+    V r[SVE_CHUNKS];
+    for_chunks([&](int c) { r[c] = f(c); });
+    for_chunks([&](int c) { vstore(dst + 16 * c, r[c]); });
+}
+
+// The lanes of a 16-byte chunk of a predicate (one byte per vector byte, bit 0 of a lane's first
+// byte counts) as a mask of V's lanes: all ones where active. Pure arithmetic, so that it stays
+// on the vector unit at every lane width.
+template <class V>
+inline V active_lanes(const uint8_t* p) {
+    return V{} - (vload<V>(p) & 1);
 }
 
 // The 128-bit vector type of an element type.

@@ -12,18 +12,14 @@ namespace {
 
 // ---- Five 16-byte chunks ----
 
-// dst = f(a chunk, b chunk) over the register, through the temporary.
+// dst = f(a chunk, b chunk) over the register; the chunks are the temporary.
 template <class V, class F>
 inline void chunks2(uint8_t* dst, const uint8_t* a, const uint8_t* b, F&& f) {
-    alignas(16) uint8_t tmp[SVE_VL_BYTES];
-    for (int c = 0; c < SVE_CHUNKS; c++) vstore(tmp + 16 * c, f(vload<V>(a + 16 * c), vload<V>(b + 16 * c)));
-    std::memcpy(dst, tmp, SVE_VL_BYTES);
+    vgen80<V>(dst, [&](int c) { return f(vload<V>(a + 16 * c), vload<V>(b + 16 * c)); });
 }
 template <class V, class F>
 inline void chunks1(uint8_t* dst, const uint8_t* a, F&& f) {
-    alignas(16) uint8_t tmp[SVE_VL_BYTES];
-    for (int c = 0; c < SVE_CHUNKS; c++) vstore(tmp + 16 * c, f(vload<V>(a + 16 * c)));
-    std::memcpy(dst, tmp, SVE_VL_BYTES);
+    vgen80<V>(dst, [&](int c) { return f(vload<V>(a + 16 * c)); });
 }
 
 struct v_add { template <class V> static V f(V a, V b) { return a + b; } };
@@ -71,13 +67,11 @@ aarch64_decode_rc zi_bits(cpu_state* s, zr zdn, uint64_t mask) {
 template <class T, bool ZEROING = false, class F>
 inline void merge_chunks(uint8_t* dst, const uint8_t* pred, F&& f) {
     typedef typename vec_of<T>::type V;
-    alignas(16) uint8_t tmp[SVE_VL_BYTES];
-    for (int c = 0; c < SVE_CHUNKS; c++) {
+    vgen80<V>(dst, [&](int c) {
         V old = vload<V>(dst + 16 * c);
-        V m = V{} - (vload<V>(pred + 16 * c) & T(1));
-        vstore(tmp + 16 * c, (f(c, old) & m) | (ZEROING ? V{} : old & ~m));
-    }
-    std::memcpy(dst, tmp, SVE_VL_BYTES);
+        V m = active_lanes<V>(pred + 16 * c);
+        return (f(c, old) & m) | (ZEROING ? V{} : old & ~m);
+    });
 }
 template <class OP, class V> concept binary_vec = requires(V a) { OP::vec(a, a); };
 template <class OP, class V> concept unary_vec = requires(V a) { OP::vec(a); };
@@ -359,10 +353,10 @@ void compare_chunks(cpu_state* s, pr pd, pr pg, zr zn, B&& b_chunk) {
     alignas(16) uint8_t tmp[SVE_VL_BYTES];
     const uint8_t* a = s->z[zn.num];
     const uint8_t* p = s->p[pg.num];
-    for (int c = 0; c < SVE_CHUNKS; c++) {
+    vgen80<V>(tmp, [&](int c) {
         V active = vload<V>(p + 16 * c) & T(1);  // bit 0 of each element's first predicate byte
-        vstore(tmp + 16 * c, V(OP::f(vload<V>(a + 16 * c), b_chunk(c))) & active);
-    }
+        return V(OP::f(vload<V>(a + 16 * c), b_chunk(c))) & active;
+    });
     sve_ptest<T>(s, reinterpret_cast<const char*>(p), reinterpret_cast<const char*>(tmp));
     std::memcpy(s->p[pd.num], tmp, SVE_VL_BYTES);
 }

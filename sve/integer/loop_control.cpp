@@ -92,11 +92,9 @@ template <int ESZ, bool SUB>
 aarch64_decode_rc incdec_zii(cpu_state* s, aarch64_z_reg zdn, unsigned pattern, unsigned mult) {
     typedef elem_t<ESZ> T;
     typedef typename vec_of<T>::type V;
-    alignas(16) uint8_t tmp[SVE_VL_BYTES];
     V k = V{} + T(uint64_t(VecTrueILength(pattern, SVE_VL_BYTES >> ESZ)) * mult);
-    const uint8_t* z = s->z[zdn.num];
-    for (int i = 0; i < SVE_CHUNKS; i++) vstore(tmp + 16 * i, SUB ? vload<V>(z + 16 * i) - k : vload<V>(z + 16 * i) + k);
-    std::memcpy(s->z[zdn.num], tmp, SVE_VL_BYTES);
+    uint8_t* z = s->z[zdn.num];
+    vgen80<V>(z, [&](int i) { return SUB ? vload<V>(z + 16 * i) - k : vload<V>(z + 16 * i) + k; });
     return RC_DONE;
 }
 

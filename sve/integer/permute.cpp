@@ -118,17 +118,15 @@ VecV compact_vec(const PredV& pg, const VecV& zn, const CpuContext* c) {
     return r;
 }
 
-// Element slot of a predicate as a full-width mask: all ones where bit 0 of the slot is set.
+// Zn where the element is active, Zm elsewhere.
 template <class T>
 void sel(uint8_t* dst, const uint8_t* pg, const uint8_t* zn, const uint8_t* zm) {
     typedef typename vec_of<T>::type V;
-    alignas(16) uint8_t tmp[SVE_VL_BYTES];
-    for (int c = 0; c < SVE_CHUNKS; c++) {
-        V m = (V)((vload<V>(pg + 16 * c) & 1) == 0);  // all ones where inactive
+    vgen80<V>(dst, [&](int c) {
+        V m = active_lanes<V>(pg + 16 * c);
         V n = vload<V>(zn + 16 * c), k = vload<V>(zm + 16 * c);
-        vstore(tmp + 16 * c, (k & m) | (n & ~m));
-    }
-    std::memcpy(dst, tmp, SVE_VL_BYTES);
+        return ((n ^ k) & m) ^ k;
+    });
 }
 
 template <class T>
