@@ -17,12 +17,17 @@ using namespace pcore;
 // Number of leading true elements of a while predicate of n elements: Rn + e stands in the
 // relation (less, or less-or-equal) to Rm for e below the count. With less-or-equal and Rm the
 // highest value of its width every element is true, since the incremented Rn wraps round.
+// Signed operands are moved by half the range, which keeps their order and their differences
+// and makes them unsigned: one unsigned comparison and subtraction serve both.
 uint32_t while_count(uint64_t rn, uint64_t rm, int bits, bool is_signed, bool or_equal, uint32_t n) {
-    wide_int a = Int(rn, bits, !is_signed), b = Int(rm, bits, !is_signed);
-    wide_int top = is_signed ? wide_int(ones(bits - 1)) : wide_int(ones(bits));
-    if (or_equal && b == top) return n;
-    wide_int d = b - a + (or_equal ? 1 : 0);
-    return d <= 0 ? 0 : d >= wide_int(n) ? n : uint32_t(d);
+    const uint64_t top = ones(bits), bias = is_signed ? 1ull << (bits - 1) : 0;
+    uint64_t a = (rn + bias) & top, b = (rm + bias) & top;
+    if (or_equal) {
+        if (b == top) return n;
+        b++;  // a <= b is a < b + 1, which cannot wrap now
+    }
+    if (b <= a) return 0;
+    return b - a >= n ? n : uint32_t(b - a);
 }
 
 // Specialised while: the predicate at Pd's element size and the flags of a test against an

@@ -142,13 +142,13 @@ VecV sel_generic(const PredV& pg, const VecV& zn, const VecV& zm, const CpuConte
 // ---------------------------------------------------------------------------------------------
 // Shared bodies.
 void sve_zip1(char* t, const char* a, const char* b, element_size size) {
-    permute_bytes<ZIP1>((uint8_t*)t, (const uint8_t*)a, (const uint8_t*)b, size);
+    permute_regs<ZIP1>((uint8_t*)t, (const uint8_t*)a, (const uint8_t*)b, size);
 }
 void sve_zip2(char* t, const char* a, const char* b, element_size size) {
-    permute_bytes<ZIP2>((uint8_t*)t, (const uint8_t*)a, (const uint8_t*)b, size);
+    permute_regs<ZIP2>((uint8_t*)t, (const uint8_t*)a, (const uint8_t*)b, size);
 }
 void sve_uzp1(char* t, const char* a, const char* b, element_size size) {
-    permute_bytes<UZP1>((uint8_t*)t, (const uint8_t*)a, (const uint8_t*)b, size);
+    permute_regs<UZP1>((uint8_t*)t, (const uint8_t*)a, (const uint8_t*)b, size);
 }
 
 // ---------------------------------------------------------------------------------------------
