@@ -357,7 +357,7 @@ void compare_chunks(cpu_state* s, pr pd, pr pg, zr zn, B&& b_chunk) {
         V active = vload<V>(p + 16 * c) & T(1);  // bit 0 of each element's first predicate byte
         return V(OP::f(vload<V>(a + 16 * c), b_chunk(c))) & active;
     });
-    sve_ptest<T>(s, reinterpret_cast<const char*>(p), reinterpret_cast<const char*>(tmp));
+    s->nzcv = (s->nzcv & ~NZCV_ALL) | ptest_flags<T>(p, tmp);
     std::memcpy(s->p[pd.num], tmp, SVE_VL_BYTES);
 }
 

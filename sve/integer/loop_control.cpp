@@ -19,7 +19,7 @@ using namespace pcore;
 // highest value of its width every element is true, since the incremented Rn wraps round.
 // Signed operands are moved by half the range, which keeps their order and their differences
 // and makes them unsigned: one unsigned comparison and subtraction serve both.
-uint32_t while_count(uint64_t rn, uint64_t rm, int bits, bool is_signed, bool or_equal, uint32_t n) {
+inline uint32_t while_count(uint64_t rn, uint64_t rm, int bits, bool is_signed, bool or_equal, uint32_t n) {
     const uint64_t top = ones(bits), bias = is_signed ? 1ull << (bits - 1) : 0;
     uint64_t a = (rn + bias) & top, b = (rm + bias) & top;
     if (or_equal) {
@@ -32,7 +32,8 @@ uint32_t while_count(uint64_t rn, uint64_t rm, int bits, bool is_signed, bool or
 
 // Specialised while: the predicate at Pd's element size and the flags of a test against an
 // all-true governing predicate, computed here from the count.
-aarch64_decode_rc while_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm, bool is_signed, bool or_equal) {
+template <bool is_signed, bool or_equal>
+aarch64_decode_rc while_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
     const uint32_t n = SVE_VL_BYTES >> pd.qual;
     uint32_t k = while_count(read_xzr(s, rn), read_xzr(s, rm), rn.qual == RQ_W ? 32 : 64, is_signed, or_equal, n);
     fill_first(s->p[pd.num], k, pd.qual);
@@ -115,13 +116,13 @@ uint32_t count_80(const uint8_t* a, const uint8_t* b, uint32_t s) {
 // ---------------------------------------------------------------------------------------------
 // Specialised operations.
 aarch64_decode_rc sve_whilelt_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
-    return while_prr(s, pd, rn, rm, true, false);
+    return while_prr<true, false>(s, pd, rn, rm);
 }
 aarch64_decode_rc sve_whilelo_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
-    return while_prr(s, pd, rn, rm, false, false);
+    return while_prr<false, false>(s, pd, rn, rm);
 }
 aarch64_decode_rc sve_whilels_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
-    return while_prr(s, pd, rn, rm, false, true);
+    return while_prr<false, true>(s, pd, rn, rm);
 }
 
 #define LC_DEF_INCDEC(L, E)                                                                                      \

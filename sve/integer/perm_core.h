@@ -131,12 +131,7 @@ template <perm_kind K, class T>
 // source.
 template <perm_kind K>
 [[gnu::always_inline]] inline void permute_regs(uint8_t* d, const uint8_t* a, const uint8_t* b, uint32_t s) {
-    switch (s) {
-    case 0: permute80<K, uint8_t>(d, a, b); break;
-    case 1: permute80<K, uint16_t>(d, a, b); break;
-    case 2: permute80<K, uint32_t>(d, a, b); break;
-    default: permute80<K, uint64_t>(d, a, b); break;
-    }
+    dispatch_unsigned(s, [&](auto x) { permute80<K, decltype(x)>(d, a, b); });
 }
 
 // Elements of src in reverse order; the bytes inside an element keep their order.

@@ -214,12 +214,7 @@ aarch64_decode_rc sve_adr_scaled_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_r
 
 aarch64_decode_rc sve_sel_zpzz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_z_reg zm) {
     const uint8_t *p = s->p[pg.num], *n = s->z[zn.num], *m = s->z[zm.num];
-    switch (zd.qual) {
-    case ES_BYTE: sel<uint8_t>(s->z[zd.num], p, n, m); break;
-    case ES_HALF: sel<uint16_t>(s->z[zd.num], p, n, m); break;
-    case ES_WORD: sel<uint32_t>(s->z[zd.num], p, n, m); break;
-    default: sel<uint64_t>(s->z[zd.num], p, n, m); break;
-    }
+    dispatch_unsigned(zd.qual, [&](auto t) { sel<decltype(t)>(s->z[zd.num], p, n, m); });
     return RC_DONE;
 }
 

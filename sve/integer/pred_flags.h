@@ -21,23 +21,23 @@ constexpr uint64_t NZCV_ALL = NZCV_N | NZCV_Z | NZCV_C | NZCV_V;
 // first byte counts. The signed and unsigned members of one width are the same test. Z comes
 // from the whole registers 16 bytes at a time; the first and the last active element are found
 // eight bytes at a time from either end, with bit 0 of each slot's first byte picked out by a
-// pattern, and N and C read the result at those two bytes.
+// pattern, and N and C read the result at those two bytes. ptest_flags gives the four flags in
+// their places of nzcv; sve_ptest stores them.
 template <class T>
-void sve_ptest(cpu_state* s, const char* mask, const char* result) {
+[[gnu::always_inline]] inline uint64_t ptest_flags(const uint8_t* mask, const uint8_t* result) {
     constexpr uint64_t pick = sizeof(T) == 1   ? 0x0101010101010101ull
                               : sizeof(T) == 2 ? 0x0001000100010001ull
                               : sizeof(T) == 4 ? 0x0000000100000001ull
                                                : 1ull;
     constexpr int words = SVE_VL_BYTES / 8;
-    auto word = [](const char* p, int i) {
+    auto word = [](const uint8_t* p, int i) {
         uint64_t w;
         std::memcpy(&w, p + 8 * i, 8);
         return w;
     };
     v2u64 both = {0, 0};
     for_chunks([&](int c) {
-        both |= vload<v2u64>(reinterpret_cast<const uint8_t*>(mask) + 16 * c) &
-                vload<v2u64>(reinterpret_cast<const uint8_t*>(result) + 16 * c);
+        both |= vload<v2u64>(mask + 16 * c) & vload<v2u64>(result + 16 * c);
     });
     uint64_t f = ((both[0] | both[1]) & pick) ? 0 : NZCV_Z;
     int first = 0;
@@ -51,6 +51,11 @@ void sve_ptest(cpu_state* s, const char* mask, const char* result) {
         while ((m = word(mask, last) & pick) == 0) last--;
         if (!(result[8 * last + (63 - __builtin_clzll(m)) / 8] & 1)) f |= NZCV_C;
     }
+    return f;
+}
+template <class T>
+void sve_ptest(cpu_state* s, const char* mask, const char* result) {
+    uint64_t f = ptest_flags<T>(reinterpret_cast<const uint8_t*>(mask), reinterpret_cast<const uint8_t*>(result));
     s->nzcv = (s->nzcv & ~NZCV_ALL) | f;
 }
 
