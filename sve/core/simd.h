@@ -18,19 +18,19 @@ typedef int64_t v2s64 __attribute__((vector_size(16)));
 constexpr int SVE_CHUNKS = 5;  // 80 bytes in 16-byte steps
 
 template <class V>
-inline V vload(const uint8_t* p) {
+[[gnu::always_inline]] inline V vload(const uint8_t* p) {
     V v;
     std::memcpy(&v, p, sizeof(V));
     return v;
 }
 template <class V>
-inline void vstore(uint8_t* p, V v) {
+[[gnu::always_inline]] inline void vstore(uint8_t* p, V v) {
     std::memcpy(p, &v, sizeof(V));
 }
 
 // Calls f(c) for the chunk numbers c = 0 .. 4, unrolled at compile time on every compiler.
 template <class F>
-inline void for_chunks(F&& f) {
+[[gnu::always_inline]] inline void for_chunks(F&& f) {
     [&]<int... C>(std::integer_sequence<int, C...>) { (f(C), ...); }(std::make_integer_sequence<int, SVE_CHUNKS>{});
 }
 
@@ -38,7 +38,7 @@ inline void for_chunks(F&& f) {
 // five are computed, in host vector registers, before the first store, so dst may be any of the
 // registers that f reads.
 template <class V, class F>
-inline void vgen80(uint8_t* dst, F&& f) {
+[[gnu::always_inline]] inline void vgen80(uint8_t* dst, F&& f) {
     V r[SVE_CHUNKS];
     for_chunks([&](int c) { r[c] = f(c); });
     for_chunks([&](int c) { vstore(dst + 16 * c, r[c]); });

@@ -174,12 +174,17 @@ namespace pcore {
 
 // An 80-byte predicate whose first `count` elements of size code s are true: 1 in the first byte
 // of each such slot, 0 everywhere else.
-inline void fill_first(uint8_t* p, uint32_t count, uint32_t s) {
+[[gnu::always_inline]] inline void fill_first(uint8_t* p, uint32_t count, uint32_t s) {
     // Byte positions stay below 96, so signed byte lanes compare them directly.
     const v16s8 iota = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
-    const v16s8 lead = (v16s8)((iota & int8_t((1u << s) - 1)) == 0) & 1;  // first byte of a slot
+    static constexpr v16s8 lead[4] = {  // 1 at the first byte of each slot
+        {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1},
+        {1, 0, 1, 0, 1, 0, 1, 0, 1, 0, 1, 0, 1, 0, 1, 0},
+        {1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0},
+        {1, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0},
+    };
     const int8_t limit = int8_t(count << s);
-    vgen80<v16s8>(p, [&](int c) { return (v16s8)(iota + int8_t(16 * c) < limit) & lead; });
+    vgen80<v16s8>(p, [&](int c) { return (v16s8)(iota + int8_t(16 * c) < limit) & lead[s & 3]; });
 }
 
 // The same as a packed predicate of the context's length, elements of `bits` bits.
