@@ -274,19 +274,28 @@ aarch64_decode_rc sve_asr_zzi(cpu_state* s, zr zd, zr zn, unsigned count) {
 namespace {
 template <class T>
 void fill(uint8_t* z, T v) {
-    for (int e = 0; e < NELEM<T>; e++) st<T>(z, e, v);
+    typedef typename vec_of<T>::type V;
+    vgen80<V>(z, [v](int) { return V{} + v; });
 }
 // Active elements get v; inactive ones keep their value, or get 0 when ZEROING.
 template <class T>
 void fill_active(uint8_t* z, const uint8_t* p, T v, bool zeroing) {
-    for (int e = 0; e < NELEM<T>; e++)
-        if (act<T>(p, e)) st<T>(z, e, v);
-        else if (zeroing) st<T>(z, e, T(0));
+    typedef typename vec_of<T>::type V;
+    vgen80<V>(z, [&](int c) {
+        V m = active_lanes<V>(p + 16 * c), old = zeroing ? V{} : vload<V>(z + 16 * c);
+        return ((V{} + v) & m) | (old & ~m);
+    });
 }
+// Element e = start + e * step, a chunk of lanes at a time.
 void index_fill(uint8_t* z, uint32_t esz, uint64_t start, uint64_t step) {
     on_size<false>(esz, [&](auto t) {
         typedef decltype(t) T;
-        for (int e = 0; e < NELEM<T>; e++) st<T>(z, e, T(start + uint64_t(e) * step));
+        typedef typename vec_of<T>::type V;
+        constexpr int lanes = 16 / int(sizeof(T));
+        V lane;
+        for (int i = 0; i < lanes; i++) lane[i] = T(i);
+        const V k = V{} + T(step), s0 = V{} + T(start);
+        vgen80<V>(z, [&](int c) { return s0 + (lane + T(c * lanes)) * k; });
     });
 }
 }  // namespace
