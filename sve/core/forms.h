@@ -27,11 +27,23 @@ constexpr int64_t sfld(uint32_t w, int lo, int n) {
 }
 constexpr uint32_t qual_of(int q, int esz) { return q < 0 ? uint32_t(esz) : uint32_t(q); }
 
+// A handle from its 32-bit fields in declaration order. Built through its bytes, so that the
+// compiler assembles the register pair (or stack slot) of the by-value argument with a few shifts
+// and ors rather than field by field.
+template <class H, class... F>
+inline H make_handle(F... f) {
+    static_assert(sizeof(H) == sizeof(uint32_t) * sizeof...(F));
+    const uint32_t raw[] = {uint32_t(f)...};
+    H h;
+    std::memcpy(&h, raw, sizeof h);
+    return h;
+}
+
 // Z register at bits LO+4:LO, ordinary shape; Q < 0 takes the row's element size.
 template <int LO, int Q = -1>
 struct Z {
     template <int ESZ> static aarch64_z_reg get(uint32_t w) {
-        return {fld(w, LO, 5), qual_of(Q, ESZ), {ZQ_NONE, ZQ_NONE}};
+        return make_handle<aarch64_z_reg>(fld(w, LO, 5), qual_of(Q, ESZ), ZQ_NONE, ZQ_NONE);
     }
     template <int ESZ> static VecV gget(const cpu_state* s, uint32_t w) { return load_vec(s, fld(w, LO, 5)); }
 };
@@ -41,7 +53,7 @@ template <int LO, int Q = -1>
 struct Zt {
     template <int ESZ> static aarch64_z_reg get(uint32_t w) {
         uint32_t q = qual_of(Q, ESZ);
-        return {fld(w, LO, 5), ZQ_NONE, {q, q}};
+        return make_handle<aarch64_z_reg>(fld(w, LO, 5), ZQ_NONE, q, q);
     }
     template <int ESZ> static VecV gget(const cpu_state* s, uint32_t w) { return load_vec(s, fld(w, LO, 5)); }
 };
@@ -50,7 +62,7 @@ struct Zt {
 template <int LO, int NB, int Q>
 struct P {
     template <int ESZ> static aarch64_p_reg get(uint32_t w) {
-        return {fld(w, LO, NB), qual_of(Q, ESZ), {PQ_NONE, PQ_NONE}};
+        return make_handle<aarch64_p_reg>(fld(w, LO, NB), qual_of(Q, ESZ), PQ_NONE, PQ_NONE);
     }
     template <int ESZ> static PredV gget(const cpu_state* s, uint32_t w) { return pack_pred(s->p[fld(w, LO, NB)]); }
 };
@@ -60,7 +72,7 @@ template <int LO, int NB, int Q = -1>
 struct Pt {
     template <int ESZ> static aarch64_p_reg get(uint32_t w) {
         uint32_t q = qual_of(Q, ESZ);
-        return {fld(w, LO, NB), PQ_NONE, {q, q}};
+        return make_handle<aarch64_p_reg>(fld(w, LO, NB), PQ_NONE, q, q);
     }
     template <int ESZ> static PredV gget(const cpu_state* s, uint32_t w) { return pack_pred(s->p[fld(w, LO, NB)]); }
 };
@@ -68,7 +80,9 @@ struct Pt {
 // General register, 31 is the zero register.
 template <int LO, int Q = RQ_X>
 struct R {
-    template <int ESZ> static aarch64_i_reg get(uint32_t w) { return {fld(w, LO, 5), uint32_t(Q), {RQ_NONE, RQ_NONE}}; }
+    template <int ESZ> static aarch64_i_reg get(uint32_t w) {
+        return make_handle<aarch64_i_reg>(fld(w, LO, 5), Q, RQ_NONE, RQ_NONE);
+    }
     template <int ESZ> static uint64_t gget(const cpu_state* s, uint32_t w) {
         uint32_t n = fld(w, LO, 5);
         return n == 31 ? 0 : s->x[n];
@@ -78,14 +92,16 @@ struct R {
 // General register that is source and destination.
 template <int LO, int Q = RQ_X>
 struct Rt {
-    template <int ESZ> static aarch64_i_reg get(uint32_t w) { return {fld(w, LO, 5), RQ_NONE, {uint32_t(Q), uint32_t(Q)}}; }
+    template <int ESZ> static aarch64_i_reg get(uint32_t w) {
+        return make_handle<aarch64_i_reg>(fld(w, LO, 5), RQ_NONE, Q, Q);
+    }
     template <int ESZ> static uint64_t gget(const cpu_state* s, uint32_t w) { return R<LO, Q>::template gget<ESZ>(s, w); }
 };
 
 // General register, 31 is the stack pointer.
 template <int LO, int Q = RQ_X>
 struct Rsp {
-    template <int ESZ> static aarch64_i_rsp_reg get(uint32_t w) { return {fld(w, LO, 5), uint32_t(Q)}; }
+    template <int ESZ> static aarch64_i_rsp_reg get(uint32_t w) { return make_handle<aarch64_i_rsp_reg>(fld(w, LO, 5), Q); }
     template <int ESZ> static uint64_t gget(const cpu_state* s, uint32_t w) {
         uint32_t n = fld(w, LO, 5);
         return n == 31 ? s->sp : s->x[n];

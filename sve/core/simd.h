@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 typedef uint8_t v16u8 __attribute__((vector_size(16)));
 typedef uint16_t v8u16 __attribute__((vector_size(16)));
@@ -17,14 +18,38 @@ typedef int64_t v2s64 __attribute__((vector_size(16)));
 constexpr int SVE_CHUNKS = 5;  // 80 bytes in 16-byte steps
 
 template <class V>
-inline V vload(const uint8_t* p) {
+[[gnu::always_inline]] inline V vload(const uint8_t* p) {
     V v;
     std::memcpy(&v, p, sizeof(V));
     return v;
 }
 template <class V>
-inline void vstore(uint8_t* p, V v) {
+[[gnu::always_inline]] inline void vstore(uint8_t* p, V v) {
     std::memcpy(p, &v, sizeof(V));
+}
+
+// Calls f(c) for the chunk numbers c = 0 .. 4, unrolled at compile time on every compiler.
+template <class F>
+[[gnu::always_inline]] inline void for_chunks(F&& f) {
+    [&]<int... C>(std::integer_sequence<int, C...>) { (f(C), ...); }(std::make_integer_sequence<int, SVE_CHUNKS>{});
+}
+
+// Writes the 80 bytes at dst as the five chunks f(0) .. f(4). The chunks are the temporary: all
+// five are computed, in host vector registers, before the first store, so dst may be any of the
+// registers that f reads.
+template <class V, class F>
+[[gnu::always_inline]] inline void vgen80(uint8_t* dst, F&& f) {
+    V r[SVE_CHUNKS];
+    for_chunks([&](int c) { r[c] = f(c); });
+    for_chunks([&](int c) { vstore(dst + 16 * c, r[c]); });
+}
+
+// The lanes of a 16-byte chunk of a predicate (one byte per vector byte, bit 0 of a lane's first
+// byte counts) as a mask of V's lanes: all ones where active. Pure arithmetic, so that it stays
+// on the vector unit at every lane width.
+template <class V>
+inline V active_lanes(const uint8_t* p) {
+    return V{} - (vload<V>(p) & 1);
 }
 
 // The 128-bit vector type of an element type.
@@ -38,13 +63,18 @@ template <> struct vec_of<int16_t> { typedef v8s16 type; };
 template <> struct vec_of<int32_t> { typedef v4s32 type; };
 template <> struct vec_of<int64_t> { typedef v2s64 type; };
 
+// Opens each branch of a dispatch on the element size. The branches load the same registers,
+// and without this GCC hoists all those loads above the branch, where fifteen chunks no longer
+// fit the host's vector registers and go through the stack. It emits no instruction.
+inline void size_branch() { __asm__ volatile("" ::: "memory"); }
+
 // Calls f with a value of the unsigned element type of size code s (0 to 3).
 template <class F>
-inline auto dispatch_unsigned(uint32_t s, F&& f) {
+[[gnu::always_inline]] inline auto dispatch_unsigned(uint32_t s, F&& f) {
     switch (s) {
-    case 0: return f(uint8_t());
-    case 1: return f(uint16_t());
-    case 2: return f(uint32_t());
-    default: return f(uint64_t());
+    case 0: size_branch(); return f(uint8_t());
+    case 1: size_branch(); return f(uint16_t());
+    case 2: size_branch(); return f(uint32_t());
+    default: size_branch(); return f(uint64_t());
     }
 }

@@ -10,10 +10,8 @@ namespace {
 template <class T>
 void add_imm(uint8_t* dst, const uint8_t* src, T imm) {
     typedef typename vec_of<T>::type V;
-    alignas(16) uint8_t tmp[SVE_VL_BYTES];
     V k = V{} + imm;
-    for (int c = 0; c < SVE_CHUNKS; c++) vstore(tmp + 16 * c, vload<V>(src + 16 * c) + k);
-    std::memcpy(dst, tmp, SVE_VL_BYTES);
+    vgen80<V>(dst, [&](int c) { return vload<V>(src + 16 * c) + k; });
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include "sve/core/cpu_state.h"
 #include "sve/core/generic.h"
+#include "sve/core/simd.h"
 #include "sve/integer/wide_int.h"
 
 // C types of the element type tokens of handler names.
@@ -59,12 +60,12 @@ inline uint32_t zsize(aarch64_z_reg r) { return r.qual != ZQ_NONE ? r.qual : r.t
 // Calls f with a value of the element type of size code esz, signed or unsigned; codes other
 // than 1, 2, 3 are bytes.
 template <bool SIGNED, class F>
-inline void on_size(uint32_t esz, F&& f) {
+[[gnu::always_inline]] inline void on_size(uint32_t esz, F&& f) {
     switch (esz) {
-    case 1: f(std::conditional_t<SIGNED, int16_t, uint16_t>()); break;
-    case 2: f(std::conditional_t<SIGNED, int32_t, uint32_t>()); break;
-    case 3: f(std::conditional_t<SIGNED, int64_t, uint64_t>()); break;
-    default: f(std::conditional_t<SIGNED, int8_t, uint8_t>()); break;
+    case 1: size_branch(); f(std::conditional_t<SIGNED, int16_t, uint16_t>()); break;
+    case 2: size_branch(); f(std::conditional_t<SIGNED, int32_t, uint32_t>()); break;
+    case 3: size_branch(); f(std::conditional_t<SIGNED, int64_t, uint64_t>()); break;
+    default: size_branch(); f(std::conditional_t<SIGNED, int8_t, uint8_t>()); break;
     }
 }
 

@@ -34,7 +34,7 @@ struct LogImm {
 template <int LO, int NB>
 struct ZF {
     template <int ESZ> static aarch64_z_reg get(uint32_t w) {
-        return {fld(w, LO, NB), uint32_t(ESZ), {ZQ_NONE, ZQ_NONE}};
+        return make_handle<aarch64_z_reg>(fld(w, LO, NB), ESZ, ZQ_NONE, ZQ_NONE);
     }
     template <int ESZ> static VecV gget(const cpu_state* s, uint32_t w) { return load_vec(s, fld(w, LO, NB)); }
 };

@@ -12,18 +12,14 @@ namespace {
 
 // ---- Five 16-byte chunks ----
 
-// dst = f(a chunk, b chunk) over the register, through the temporary.
+// dst = f(a chunk, b chunk) over the register; the chunks are the temporary.
 template <class V, class F>
 inline void chunks2(uint8_t* dst, const uint8_t* a, const uint8_t* b, F&& f) {
-    alignas(16) uint8_t tmp[SVE_VL_BYTES];
-    for (int c = 0; c < SVE_CHUNKS; c++) vstore(tmp + 16 * c, f(vload<V>(a + 16 * c), vload<V>(b + 16 * c)));
-    std::memcpy(dst, tmp, SVE_VL_BYTES);
+    vgen80<V>(dst, [&](int c) { return f(vload<V>(a + 16 * c), vload<V>(b + 16 * c)); });
 }
 template <class V, class F>
 inline void chunks1(uint8_t* dst, const uint8_t* a, F&& f) {
-    alignas(16) uint8_t tmp[SVE_VL_BYTES];
-    for (int c = 0; c < SVE_CHUNKS; c++) vstore(tmp + 16 * c, f(vload<V>(a + 16 * c)));
-    std::memcpy(dst, tmp, SVE_VL_BYTES);
+    vgen80<V>(dst, [&](int c) { return f(vload<V>(a + 16 * c)); });
 }
 
 struct v_add { template <class V> static V f(V a, V b) { return a + b; } };
@@ -71,13 +67,11 @@ aarch64_decode_rc zi_bits(cpu_state* s, zr zdn, uint64_t mask) {
 template <class T, bool ZEROING = false, class F>
 inline void merge_chunks(uint8_t* dst, const uint8_t* pred, F&& f) {
     typedef typename vec_of<T>::type V;
-    alignas(16) uint8_t tmp[SVE_VL_BYTES];
-    for (int c = 0; c < SVE_CHUNKS; c++) {
+    vgen80<V>(dst, [&](int c) {
         V old = vload<V>(dst + 16 * c);
-        V m = V{} - (vload<V>(pred + 16 * c) & T(1));
-        vstore(tmp + 16 * c, (f(c, old) & m) | (ZEROING ? V{} : old & ~m));
-    }
-    std::memcpy(dst, tmp, SVE_VL_BYTES);
+        V m = active_lanes<V>(pred + 16 * c);
+        return (f(c, old) & m) | (ZEROING ? V{} : old & ~m);
+    });
 }
 template <class OP, class V> concept binary_vec = requires(V a) { OP::vec(a, a); };
 template <class OP, class V> concept unary_vec = requires(V a) { OP::vec(a); };
@@ -280,19 +274,28 @@ aarch64_decode_rc sve_asr_zzi(cpu_state* s, zr zd, zr zn, unsigned count) {
 namespace {
 template <class T>
 void fill(uint8_t* z, T v) {
-    for (int e = 0; e < NELEM<T>; e++) st<T>(z, e, v);
+    typedef typename vec_of<T>::type V;
+    vgen80<V>(z, [v](int) { return V{} + v; });
 }
 // Active elements get v; inactive ones keep their value, or get 0 when ZEROING.
 template <class T>
 void fill_active(uint8_t* z, const uint8_t* p, T v, bool zeroing) {
-    for (int e = 0; e < NELEM<T>; e++)
-        if (act<T>(p, e)) st<T>(z, e, v);
-        else if (zeroing) st<T>(z, e, T(0));
+    typedef typename vec_of<T>::type V;
+    vgen80<V>(z, [&](int c) {
+        V m = active_lanes<V>(p + 16 * c), old = zeroing ? V{} : vload<V>(z + 16 * c);
+        return ((V{} + v) & m) | (old & ~m);
+    });
 }
+// Element e = start + e * step, a chunk of lanes at a time.
 void index_fill(uint8_t* z, uint32_t esz, uint64_t start, uint64_t step) {
     on_size<false>(esz, [&](auto t) {
         typedef decltype(t) T;
-        for (int e = 0; e < NELEM<T>; e++) st<T>(z, e, T(start + uint64_t(e) * step));
+        typedef typename vec_of<T>::type V;
+        constexpr int lanes = 16 / int(sizeof(T));
+        V lane;
+        for (int i = 0; i < lanes; i++) lane[i] = T(i);
+        const V k = V{} + T(step), s0 = V{} + T(start);
+        vgen80<V>(z, [&](int c) { return s0 + (lane + T(c * lanes)) * k; });
     });
 }
 }  // namespace
@@ -359,11 +362,11 @@ void compare_chunks(cpu_state* s, pr pd, pr pg, zr zn, B&& b_chunk) {
     alignas(16) uint8_t tmp[SVE_VL_BYTES];
     const uint8_t* a = s->z[zn.num];
     const uint8_t* p = s->p[pg.num];
-    for (int c = 0; c < SVE_CHUNKS; c++) {
+    vgen80<V>(tmp, [&](int c) {
         V active = vload<V>(p + 16 * c) & T(1);  // bit 0 of each element's first predicate byte
-        vstore(tmp + 16 * c, V(OP::f(vload<V>(a + 16 * c), b_chunk(c))) & active);
-    }
-    sve_ptest<T>(s, reinterpret_cast<const char*>(p), reinterpret_cast<const char*>(tmp));
+        return V(OP::f(vload<V>(a + 16 * c), b_chunk(c))) & active;
+    });
+    s->nzcv = (s->nzcv & ~NZCV_ALL) | ptest_flags<T>(p, tmp);
     std::memcpy(s->p[pd.num], tmp, SVE_VL_BYTES);
 }
 

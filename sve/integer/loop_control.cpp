@@ -17,17 +17,23 @@ using namespace pcore;
 // Number of leading true elements of a while predicate of n elements: Rn + e stands in the
 // relation (less, or less-or-equal) to Rm for e below the count. With less-or-equal and Rm the
 // highest value of its width every element is true, since the incremented Rn wraps round.
-uint32_t while_count(uint64_t rn, uint64_t rm, int bits, bool is_signed, bool or_equal, uint32_t n) {
-    wide_int a = Int(rn, bits, !is_signed), b = Int(rm, bits, !is_signed);
-    wide_int top = is_signed ? wide_int(ones(bits - 1)) : wide_int(ones(bits));
-    if (or_equal && b == top) return n;
-    wide_int d = b - a + (or_equal ? 1 : 0);
-    return d <= 0 ? 0 : d >= wide_int(n) ? n : uint32_t(d);
+// Signed operands are moved by half the range, which keeps their order and their differences
+// and makes them unsigned: one unsigned comparison and subtraction serve both.
+inline uint32_t while_count(uint64_t rn, uint64_t rm, int bits, bool is_signed, bool or_equal, uint32_t n) {
+    const uint64_t top = ones(bits), bias = is_signed ? 1ull << (bits - 1) : 0;
+    uint64_t a = (rn + bias) & top, b = (rm + bias) & top;
+    if (or_equal) {
+        if (b == top) return n;
+        b++;  // a <= b is a < b + 1, which cannot wrap now
+    }
+    if (b <= a) return 0;
+    return b - a >= n ? n : uint32_t(b - a);
 }
 
 // Specialised while: the predicate at Pd's element size and the flags of a test against an
 // all-true governing predicate, computed here from the count.
-aarch64_decode_rc while_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm, bool is_signed, bool or_equal) {
+template <bool is_signed, bool or_equal>
+aarch64_decode_rc while_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
     const uint32_t n = SVE_VL_BYTES >> pd.qual;
     uint32_t k = while_count(read_xzr(s, rn), read_xzr(s, rm), rn.qual == RQ_W ? 32 : 64, is_signed, or_equal, n);
     fill_first(s->p[pd.num], k, pd.qual);
@@ -92,11 +98,9 @@ template <int ESZ, bool SUB>
 aarch64_decode_rc incdec_zii(cpu_state* s, aarch64_z_reg zdn, unsigned pattern, unsigned mult) {
     typedef elem_t<ESZ> T;
     typedef typename vec_of<T>::type V;
-    alignas(16) uint8_t tmp[SVE_VL_BYTES];
     V k = V{} + T(uint64_t(VecTrueILength(pattern, SVE_VL_BYTES >> ESZ)) * mult);
-    const uint8_t* z = s->z[zdn.num];
-    for (int i = 0; i < SVE_CHUNKS; i++) vstore(tmp + 16 * i, SUB ? vload<V>(z + 16 * i) - k : vload<V>(z + 16 * i) + k);
-    std::memcpy(s->z[zdn.num], tmp, SVE_VL_BYTES);
+    uint8_t* z = s->z[zdn.num];
+    vgen80<V>(z, [&](int i) { return SUB ? vload<V>(z + 16 * i) - k : vload<V>(z + 16 * i) + k; });
     return RC_DONE;
 }
 
@@ -112,13 +116,13 @@ uint32_t count_80(const uint8_t* a, const uint8_t* b, uint32_t s) {
 // ---------------------------------------------------------------------------------------------
 // Specialised operations.
 aarch64_decode_rc sve_whilelt_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
-    return while_prr(s, pd, rn, rm, true, false);
+    return while_prr<true, false>(s, pd, rn, rm);
 }
 aarch64_decode_rc sve_whilelo_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
-    return while_prr(s, pd, rn, rm, false, false);
+    return while_prr<false, false>(s, pd, rn, rm);
 }
 aarch64_decode_rc sve_whilels_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
-    return while_prr(s, pd, rn, rm, false, true);
+    return while_prr<false, true>(s, pd, rn, rm);
 }
 
 #define LC_DEF_INCDEC(L, E)                                                                                      \

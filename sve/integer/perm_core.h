@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
+#include <utility>
 
 #include "sve/core/generic.h"
 #include "sve/core/simd.h"
@@ -52,21 +53,85 @@ inline void permute_elems(uint8_t* t, const uint8_t* a, const uint8_t* b, uint32
     }
 }
 
-// A permute of two 80-byte arrays of slots of size code s; `t` is neither source.
-template <perm_kind K>
-inline void permute_bytes(uint8_t* t, const uint8_t* a, const uint8_t* b, uint32_t s) {
-    dispatch_unsigned(s, [&](auto x) {
-        typedef decltype(x) T;
-        permute_elems<K, T>(t, a, b, SVE_VL_BYTES / sizeof(T));
-    });
+// ---- The same permutes on whole 80-byte registers, in 16-byte chunks ----
+
+// Lane i of the shuffle of K on a pair of chunks (x, y) of L lanes each: sources 0 .. L-1 are
+// x's lanes, L .. 2L-1 y's. ZIP1 and ZIP2 interleave the low and the high halves of the pair,
+// UZP1 and UZP2 take its even and odd lanes, TRN1 and TRN2 its even and odd lane pairs.
+template <perm_kind K, int L>
+constexpr int lane_source(int i) {
+    switch (K) {
+    case ZIP1: return i / 2 + (i & 1) * L;
+    case ZIP2: return L / 2 + i / 2 + (i & 1) * L;
+    case UZP1: return 2 * i;
+    case UZP2: return 2 * i + 1;
+    case TRN1: return (i & ~1) + (i & 1) * L;
+    default: return (i | 1) + (i & 1) * L;
+    }
+}
+template <perm_kind K, class V, int... I>
+inline V shuffle_lanes(V x, V y, std::integer_sequence<int, I...>) {
+    return __builtin_shufflevector(x, y, lane_source<K, int(sizeof...(I))>(I)...);
+}
+template <perm_kind K, class V>
+inline V shuffle(V x, V y) {
+    return shuffle_lanes<K>(x, y, std::make_integer_sequence<int, int(sizeof(V) / sizeof(x[0]))>{});
+}
+// The 8-byte half HX of x, then the half HY of y.
+template <int HX, int HY, class V>
+inline V join_halves(V x, V y) {
+    return V(__builtin_shufflevector(v2u64(x), v2u64(y), HX, 2 + HY));
 }
 
-// A permute of two 80-byte registers into a third, which may be either source.
+// A permute of two 80-byte registers of lanes T into a third, which may be either source: the
+// five result chunks are all built before the first store. zip reads 40 bytes of each source
+// (the low or the high 40), uzp packs the even or odd lanes of each source into 40 bytes, trn
+// works chunk by chunk.
+template <perm_kind K, class T>
+[[gnu::always_inline]] inline void permute80(uint8_t* d, const uint8_t* a, const uint8_t* b) {
+    typedef typename vec_of<T>::type V;
+    auto A = [a](int off) { return vload<V>(a + off); };
+    auto B = [b](int off) { return vload<V>(b + off); };
+    V r[SVE_CHUNKS];
+    if constexpr (K == ZIP1 || K == ZIP2) {
+        constexpr int off = K == ZIP1 ? 0 : SVE_VL_BYTES / 2;
+        V x0 = A(off), y0 = B(off), x1 = A(off + 16), y1 = B(off + 16);
+        r[0] = shuffle<ZIP1>(x0, y0);
+        r[1] = shuffle<ZIP2>(x0, y0);
+        r[2] = shuffle<ZIP1>(x1, y1);
+        r[3] = shuffle<ZIP2>(x1, y1);
+        // the last 8 bytes of the 40: the low half of bytes 32..47, or the high half of 64..79
+        r[4] = K == ZIP1 ? shuffle<ZIP1>(A(32), B(32)) : shuffle<ZIP2>(A(64), B(64));
+    } else if constexpr (K == UZP1 || K == UZP2) {
+        V a0 = shuffle<K>(A(0), A(16)), a1 = shuffle<K>(A(32), A(48)), a2 = shuffle<K>(A(64), A(64));
+        V b0 = shuffle<K>(B(0), B(16)), b1 = shuffle<K>(B(32), B(48)), b2 = shuffle<K>(B(64), B(64));
+        r[0] = a0;
+        r[1] = a1;
+        r[2] = join_halves<0, 0>(a2, b0);
+        r[3] = join_halves<1, 0>(b0, b1);
+        r[4] = join_halves<1, 0>(b1, b2);
+    } else if constexpr (sizeof(T) < 8) {
+        // A pair of lanes is one lane of twice the width: trn1 joins the low halves of a's and
+        // b's wide lanes, trn2 the high halves, with shifts and masks on every host.
+        typedef std::conditional_t<sizeof(T) == 1, uint16_t, std::conditional_t<sizeof(T) == 2, uint32_t, uint64_t>> TW;
+        typedef typename vec_of<TW>::type VW;
+        constexpr int nb = 8 * int(sizeof(T));
+        const VW low = VW{} + TW((TW(1) << nb) - 1);
+        for_chunks([&](int c) {
+            VW x = vload<VW>(a + 16 * c), y = vload<VW>(b + 16 * c);
+            r[c] = V(K == TRN1 ? (x & low) | (y << nb) : (x >> nb) | (y & ~low));
+        });
+    } else {
+        for_chunks([&](int c) { r[c] = shuffle<K>(A(16 * c), B(16 * c)); });
+    }
+    for_chunks([&](int c) { vstore(d + 16 * c, r[c]); });
+}
+
+// A permute of two 80-byte registers of slots of size code s into a third, which may be either
+// source.
 template <perm_kind K>
-inline void permute_regs(uint8_t* d, const uint8_t* a, const uint8_t* b, uint32_t s) {
-    alignas(16) uint8_t tmp[SVE_VL_BYTES];
-    permute_bytes<K>(tmp, a, b, s);
-    std::memcpy(d, tmp, SVE_VL_BYTES);
+[[gnu::always_inline]] inline void permute_regs(uint8_t* d, const uint8_t* a, const uint8_t* b, uint32_t s) {
+    dispatch_unsigned(s, [&](auto x) { permute80<K, decltype(x)>(d, a, b); });
 }
 
 // Elements of src in reverse order; the bytes inside an element keep their order.
@@ -109,9 +174,17 @@ namespace pcore {
 
 // An 80-byte predicate whose first `count` elements of size code s are true: 1 in the first byte
 // of each such slot, 0 everywhere else.
-inline void fill_first(uint8_t* p, uint32_t count, uint32_t s) {
-    std::memset(p, 0, SVE_VL_BYTES);
-    for (uint32_t e = 0; e < count; e++) p[e << s] = 1;
+[[gnu::always_inline]] inline void fill_first(uint8_t* p, uint32_t count, uint32_t s) {
+    // Byte positions stay below 96, so signed byte lanes compare them directly.
+    const v16s8 iota = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
+    static constexpr v16s8 lead[4] = {  // 1 at the first byte of each slot
+        {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1},
+        {1, 0, 1, 0, 1, 0, 1, 0, 1, 0, 1, 0, 1, 0, 1, 0},
+        {1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0},
+        {1, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0},
+    };
+    const int8_t limit = int8_t(count << s);
+    vgen80<v16s8>(p, [&](int c) { return (v16s8)(iota + int8_t(16 * c) < limit) & lead[s & 3]; });
 }
 
 // The same as a packed predicate of the context's length, elements of `bits` bits.

@@ -118,17 +118,15 @@ VecV compact_vec(const PredV& pg, const VecV& zn, const CpuContext* c) {
     return r;
 }
 
-// Element slot of a predicate as a full-width mask: all ones where bit 0 of the slot is set.
+// Zn where the element is active, Zm elsewhere.
 template <class T>
 void sel(uint8_t* dst, const uint8_t* pg, const uint8_t* zn, const uint8_t* zm) {
     typedef typename vec_of<T>::type V;
-    alignas(16) uint8_t tmp[SVE_VL_BYTES];
-    for (int c = 0; c < SVE_CHUNKS; c++) {
-        V m = (V)((vload<V>(pg + 16 * c) & 1) == 0);  // all ones where inactive
+    vgen80<V>(dst, [&](int c) {
+        V m = active_lanes<V>(pg + 16 * c);
         V n = vload<V>(zn + 16 * c), k = vload<V>(zm + 16 * c);
-        vstore(tmp + 16 * c, (k & m) | (n & ~m));
-    }
-    std::memcpy(dst, tmp, SVE_VL_BYTES);
+        return ((n ^ k) & m) ^ k;
+    });
 }
 
 template <class T>
@@ -144,13 +142,13 @@ VecV sel_generic(const PredV& pg, const VecV& zn, const VecV& zm, const CpuConte
 // ---------------------------------------------------------------------------------------------
 // Shared bodies.
 void sve_zip1(char* t, const char* a, const char* b, element_size size) {
-    permute_bytes<ZIP1>((uint8_t*)t, (const uint8_t*)a, (const uint8_t*)b, size);
+    permute_regs<ZIP1>((uint8_t*)t, (const uint8_t*)a, (const uint8_t*)b, size);
 }
 void sve_zip2(char* t, const char* a, const char* b, element_size size) {
-    permute_bytes<ZIP2>((uint8_t*)t, (const uint8_t*)a, (const uint8_t*)b, size);
+    permute_regs<ZIP2>((uint8_t*)t, (const uint8_t*)a, (const uint8_t*)b, size);
 }
 void sve_uzp1(char* t, const char* a, const char* b, element_size size) {
-    permute_bytes<UZP1>((uint8_t*)t, (const uint8_t*)a, (const uint8_t*)b, size);
+    permute_regs<UZP1>((uint8_t*)t, (const uint8_t*)a, (const uint8_t*)b, size);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -216,12 +214,7 @@ aarch64_decode_rc sve_adr_scaled_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_r
 
 aarch64_decode_rc sve_sel_zpzz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_z_reg zm) {
     const uint8_t *p = s->p[pg.num], *n = s->z[zn.num], *m = s->z[zm.num];
-    switch (zd.qual) {
-    case ES_BYTE: sel<uint8_t>(s->z[zd.num], p, n, m); break;
-    case ES_HALF: sel<uint16_t>(s->z[zd.num], p, n, m); break;
-    case ES_WORD: sel<uint32_t>(s->z[zd.num], p, n, m); break;
-    default: sel<uint64_t>(s->z[zd.num], p, n, m); break;
-    }
+    dispatch_unsigned(zd.qual, [&](auto t) { sel<decltype(t)>(s->z[zd.num], p, n, m); });
     return RC_DONE;
 }
 

@@ -9,6 +9,7 @@
 #include "sve/core/cpu_state.h"
 #include "sve/core/forms.h"
 #include "sve/core/generic.h"
+#include "sve/core/simd.h"
 
 constexpr uint64_t NZCV_N = 1ull << 31;
 constexpr uint64_t NZCV_Z = 1ull << 30;
@@ -17,32 +18,44 @@ constexpr uint64_t NZCV_V = 1ull << 28;
 constexpr uint64_t NZCV_ALL = NZCV_N | NZCV_Z | NZCV_C | NZCV_V;
 
 // Specialised test over 80-byte predicates in steps of sizeof(T); only bit 0 of each slot's
-// first byte counts. The signed and unsigned members of one width are the same test. The scan
-// goes eight bytes at a time, with bit 0 of each slot's first byte picked out by a pattern.
+// first byte counts. The signed and unsigned members of one width are the same test. Z comes
+// from the whole registers 16 bytes at a time; the first and the last active element are found
+// eight bytes at a time from either end, with bit 0 of each slot's first byte picked out by a
+// pattern, and N and C read the result at those two bytes. ptest_flags gives the four flags in
+// their places of nzcv; sve_ptest stores them.
 template <class T>
-void sve_ptest(cpu_state* s, const char* mask, const char* result) {
+[[gnu::always_inline]] inline uint64_t ptest_flags(const uint8_t* mask, const uint8_t* result) {
     constexpr uint64_t pick = sizeof(T) == 1   ? 0x0101010101010101ull
                               : sizeof(T) == 2 ? 0x0001000100010001ull
                               : sizeof(T) == 4 ? 0x0000000100000001ull
                                                : 1ull;
     constexpr int words = SVE_VL_BYTES / 8;
-    int first = -1, last = -1;  // bit positions in the 80-byte view
-    uint64_t any = 0;
-    for (int i = 0; i < words; i++) {
-        uint64_t m, r;
-        std::memcpy(&m, mask + 8 * i, 8);
-        std::memcpy(&r, result + 8 * i, 8);
-        m &= pick;
-        any |= m & r;
-        if (m == 0) continue;
-        if (first < 0) first = 64 * i + __builtin_ctzll(m);
-        last = 64 * i + 63 - __builtin_clzll(m);
+    auto word = [](const uint8_t* p, int i) {
+        uint64_t w;
+        std::memcpy(&w, p + 8 * i, 8);
+        return w;
+    };
+    v2u64 both = {0, 0};
+    for_chunks([&](int c) {
+        both |= vload<v2u64>(mask + 16 * c) & vload<v2u64>(result + 16 * c);
+    });
+    uint64_t f = ((both[0] | both[1]) & pick) ? 0 : NZCV_Z;
+    int first = 0;
+    uint64_t m = word(mask, 0) & pick;
+    while (m == 0 && ++first < words) m = word(mask, first) & pick;
+    if (m == 0) {
+        f |= NZCV_C;  // no active element
+    } else {
+        if (result[8 * first + __builtin_ctzll(m) / 8] & 1) f |= NZCV_N;
+        int last = words - 1;
+        while ((m = word(mask, last) & pick) == 0) last--;
+        if (!(result[8 * last + (63 - __builtin_clzll(m)) / 8] & 1)) f |= NZCV_C;
     }
-    auto bit = [result](int pos) { return (result[pos / 64 * 8 + pos % 64 / 8] >> (pos % 8)) & 1; };
-    uint64_t f = 0;
-    if (first >= 0 && bit(first)) f |= NZCV_N;
-    if (!any) f |= NZCV_Z;
-    if (last < 0 || !bit(last)) f |= NZCV_C;
+    return f;
+}
+template <class T>
+void sve_ptest(cpu_state* s, const char* mask, const char* result) {
+    uint64_t f = ptest_flags<T>(reinterpret_cast<const uint8_t*>(mask), reinterpret_cast<const uint8_t*>(result));
     s->nzcv = (s->nzcv & ~NZCV_ALL) | f;
 }
 

@@ -31,16 +31,14 @@ struct l_nand { template <class T> static T f(T n, T m) { return ~(n & m); } };
 // Active bytes get the operation (bit 0), inactive ones 0 (zeroing) or the old byte of Pd.
 template <class Op>
 aarch64_decode_rc logic_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm) {
-    alignas(16) uint8_t tmp[SVE_VL_BYTES];
     const bool zeroing = pg.qual == PQ_Z;
     const v16u8 zero = {};
-    for (int c = 0; c < SVE_CHUNKS; c++) {
+    vgen80<v16u8>(s->p[pd.num], [&](int c) {
         v16u8 act = (v16u8)((vload<v16u8>(s->p[pg.num] + 16 * c) & 1) != 0);
         v16u8 r = Op::f(vload<v16u8>(s->p[pn.num] + 16 * c), vload<v16u8>(s->p[pm.num] + 16 * c)) & 1;
         v16u8 old = zeroing ? zero : vload<v16u8>(s->p[pd.num] + 16 * c);
-        vstore(tmp + 16 * c, (r & act) | (old & ~act));
-    }
-    std::memcpy(s->p[pd.num], tmp, SVE_VL_BYTES);
+        return (r & act) | (old & ~act);
+    });
     return RC_DONE;
 }
 
@@ -209,20 +207,15 @@ aarch64_decode_rc sve_nor_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg,
 }
 
 aarch64_decode_rc sve_sel_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm) {
-    alignas(16) uint8_t tmp[SVE_VL_BYTES];
-    for (int c = 0; c < SVE_CHUNKS; c++) {
+    vgen80<v16u8>(s->p[pd.num], [&](int c) {
         v16u8 act = (v16u8)((vload<v16u8>(s->p[pg.num] + 16 * c) & 1) != 0);
-        vstore(tmp + 16 * c, (vload<v16u8>(s->p[pn.num] + 16 * c) & act) | (vload<v16u8>(s->p[pm.num] + 16 * c) & ~act));
-    }
-    std::memcpy(s->p[pd.num], tmp, SVE_VL_BYTES);
+        return (vload<v16u8>(s->p[pn.num] + 16 * c) & act) | (vload<v16u8>(s->p[pm.num] + 16 * c) & ~act);
+    });
     return RC_DONE;
 }
 
 aarch64_decode_rc sve_rdffr_pp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg) {
-    alignas(16) uint8_t tmp[SVE_VL_BYTES];
-    for (int c = 0; c < SVE_CHUNKS; c++)
-        vstore(tmp + 16 * c, vload<v16u8>(s->ffr + 16 * c) & vload<v16u8>(s->p[pg.num] + 16 * c) & 1);
-    std::memcpy(s->p[pd.num], tmp, SVE_VL_BYTES);
+    vgen80<v16u8>(s->p[pd.num], [&](int c) { return vload<v16u8>(s->ffr + 16 * c) & vload<v16u8>(s->p[pg.num] + 16 * c) & 1; });
     return RC_DONE;
 }
 

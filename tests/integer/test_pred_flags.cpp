@@ -83,6 +83,98 @@ TEST(PredFlags, TableBothTiersEveryWidth) {
     }
 }
 
+// The ends of the register at every width: the flags come from the first and the last active
+// element, which may sit in the first or the last eight bytes, and Z from all of them.
+TEST(PredFlags, EdgeElementsEveryWidth) {
+    struct edge_case {
+        const char* what;
+        std::vector<int> (*active)(int n), (*truth)(int n);
+        uint32_t flags;
+    };
+    auto none = [](int) { return std::vector<int>{}; };
+    auto all = [](int n) {
+        std::vector<int> v;
+        for (int e = 0; e < n; e++) v.push_back(e);
+        return v;
+    };
+    auto last = [](int n) { return std::vector<int>{n - 1}; };
+    auto first = [](int) { return std::vector<int>{0}; };
+    auto first_last = [](int n) { return std::vector<int>{0, n - 1}; };
+    auto middle = [](int n) { return std::vector<int>{n / 2}; };
+    const edge_case cases[] = {
+        {"all false", none, none, Z | C},
+        {"all active, none true", all, none, Z | C},
+        {"all active, all true", all, all, N},
+        {"all active, only the last true", all, last, 0},
+        {"all active, only the first true", all, first, N | C},
+        {"all active, first and last true", all, first_last, N},
+        {"all active, one in the middle true", all, middle, C},
+        {"only the last active, true", last, last, N},
+        {"only the last active, false", last, first, Z | C},
+        {"only the first active, true", first, all, N},
+        {"first and last active, only the last true", first_last, last, 0},
+        {"only the middle active, all true", middle, all, N},
+    };
+    for (int bytes : {1, 2, 4, 8}) {
+        int n = SVE_VL_BYTES / bytes;
+        for (const edge_case& c : cases) {
+            cpu_state s;
+            std::memset(&s, 0, sizeof s);
+            s.nzcv = 0xF0000000ull;
+            fill(s.p[0], c.active(n), bytes);
+            fill(s.p[1], c.truth(n), bytes);
+            run_specialised(bytes, s, reinterpret_cast<const char*>(s.p[0]), reinterpret_cast<const char*>(s.p[1]));
+            EXPECT_EQ(nibble(s.nzcv), c.flags) << c.what << " width " << bytes;
+            CpuContext g = ctx80();
+            PredSetNZCV(packed(c.active(n), bytes), packed(c.truth(n), bytes), bytes * 8, &g);
+            EXPECT_EQ(nibble(g.nzcv), c.flags) << c.what << " generic width " << bytes;
+        }
+    }
+}
+
+// cmpgt p2.s, p0/z, z1.s, z2.s with z1 element e = e and z2 element e = 10: true from element
+// 11 on. Element 19 is the last of .s, in the last eight bytes of the register.
+TEST(PredFlags, CompareFlagsAtTheEdges) {
+    struct cmp_case {
+        const char* what;
+        std::vector<int> active;
+        uint32_t pd;  // 2, or 0 to overwrite the governing predicate
+        std::vector<int> expect;
+        uint32_t flags;
+    } cases[] = {
+        {"no active element", {}, 2, {}, Z | C},
+        {"only element 19, true", {19}, 2, {19}, N},
+        {"only element 0, false", {0}, 2, {}, Z | C},
+        {"0 and 19", {0, 19}, 2, {19}, 0},
+        {"11 to 18", {11, 12, 13, 14, 15, 16, 17, 18}, 2, {11, 12, 13, 14, 15, 16, 17, 18}, N},
+        {"10 and 11", {10, 11}, 2, {11}, 0},
+        {"12 and 3, into Pg", {3, 12}, 0, {12}, 0},
+        {"19 and 5, into Pg", {5, 19}, 0, {19}, 0},
+        {"only 19, into Pg", {19}, 0, {19}, N},
+    };
+    for (const cmp_case& c : cases) {
+        uint32_t w = 0x24828030u | c.pd;
+        cpu_state s;
+        std::memset(&s, 0, sizeof s);
+        for (uint32_t e = 0; e < 20; e++) {
+            uint32_t a = e, b = 10;
+            std::memcpy(s.z[1] + 4 * e, &a, 4);
+            std::memcpy(s.z[2] + 4 * e, &b, 4);
+        }
+        std::memset(s.p[c.pd], 0xFF, SVE_VL_BYTES);
+        fill(s.p[0], c.active, 4);
+        sve_handler_t h = get_sve_handler(w);
+        ASSERT_NE(h, nullptr);
+        ASSERT_EQ(h(&s, w), RC_DONE);
+        EXPECT_EQ(nibble(s.nzcv), c.flags) << c.what;
+        for (int i = 0; i < SVE_VL_BYTES; i++) {
+            bool on = false;
+            for (int e : c.expect) on |= i == 4 * e;
+            ASSERT_EQ(s.p[c.pd][i], on ? 1 : 0) << c.what << " byte " << i;
+        }
+    }
+}
+
 TEST(PredFlags, VariantsNCAndNZC) {
     // NZC and NC leave V; NCV clears it; NC and NCV leave N and C with no active element.
     CpuContext g = ctx80();

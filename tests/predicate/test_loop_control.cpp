@@ -39,6 +39,12 @@ TEST(LoopControl, While) {
         {"whilelo xzr", 0x25231fe1, 99, 4, 0, 4, 0b1010},
         {"whilelt halves", 0x25631441, 0, 39, 1, 39, 0b1010},
         {"whilele words", 0x25a31451, 0, 19, 2, 20, 0b1000},
+        {"whilelo words, element 19 false", 0x25a31c41, 1, 20, 2, 19, 0b1010},
+        {"whilelo words, one", 0x25a31c41, 19, 20, 2, 1, 0b1010},
+        {"whilelt words across zero", 0x25a31441, uint64_t(-3), 2, 2, 5, 0b1010},
+        {"whilelo halves, full", 0x25631c41, 0, 40, 1, 40, 0b1000},
+        {"whilels doubles, one short", 0x25e31c51, 0, 8, 3, 9, 0b1010},
+        {"whilele w signed, lowest to -1", 0x25a30451, 0x80000000ull, 0xFFFFFFFFull, 2, 20, 0b1000},
     };
     for (const row& r : rows) {
         cpu_state s = clean_state();

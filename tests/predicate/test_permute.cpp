@@ -1,5 +1,7 @@
 // Permutes and data movement, element by element from their definitions: zip, uzp, trn, tbl,
 // ext, splice, compact, insr, dup (indexed), unpacks and adr. Words are from the GNU assembler.
+#include <string>
+
 #include "tests/predicate/pred_test_util.h"
 
 namespace {
@@ -57,6 +59,63 @@ TEST(Permute, Zip1ReadsItsSourcesBeforeWriting) {
     for (int i = 0; i < SVE_VL_BYTES; i++) s.z[0][i] = uint8_t(i);
     exec(s, 0x05206000);
     for (int i = 0; i < SVE_VL_BYTES; i++) ASSERT_EQ(s.z[0][i], i / 2) << i;
+}
+
+// zip, uzp and trn of Z and P registers at every element size, also with the destination one
+// of the sources and with both sources the same register. Element e of the result comes from
+// element k of the first (n) or the second (m) source, as the architecture defines them.
+TEST(Permute, ZipUzpTrnEverySizeAndAliasing) {
+    struct kind {
+        const char* name;
+        uint32_t op;  // bits 12:10
+        void (*at)(int e, int n, bool& second, int& k);
+    } kinds[] = {
+        {"Zip1", 0, [](int e, int, bool& sec, int& k) { sec = e & 1, k = e / 2; }},
+        {"Zip2", 1, [](int e, int n, bool& sec, int& k) { sec = e & 1, k = n / 2 + e / 2; }},
+        {"Uzp1", 2, [](int e, int n, bool& sec, int& k) { sec = e >= n / 2, k = 2 * (sec ? e - n / 2 : e); }},
+        {"Uzp2", 3, [](int e, int n, bool& sec, int& k) { sec = e >= n / 2, k = 2 * (sec ? e - n / 2 : e) + 1; }},
+        {"Trn1", 4, [](int e, int, bool& sec, int& k) { sec = e & 1, k = e & ~1; }},
+        {"Trn2", 5, [](int e, int, bool& sec, int& k) { sec = e & 1, k = e | 1; }},
+    };
+    struct regs {
+        int d, n, m;
+    } reg_sets[] = {{1, 2, 3}, {2, 2, 3}, {3, 2, 3}, {2, 2, 2}};
+    for (bool pred : {false, true}) {
+        for (const kind& k : kinds) {
+            for (int esz = 0; esz < 4; esz++) {
+                for (const regs& r : reg_sets) {
+                    uint32_t base = pred ? 0x05204000u : 0x05206000u;
+                    uint32_t w = base | uint32_t(esz) << 22 | uint32_t(r.m) << 16 | k.op << 10 | uint32_t(r.n) << 5 | uint32_t(r.d);
+                    std::string what = std::string(pred ? "P " : "Z ") + k.name + " size " + std::to_string(esz) +
+                                       " d" + std::to_string(r.d) + " n" + std::to_string(r.n) + " m" + std::to_string(r.m);
+                    const sve_row_info* row = nullptr;
+                    for (const sve_row_info& i : sve_rows)
+                        if (i.handler == get_sve_handler(w)) row = &i;
+                    ASSERT_NE(row, nullptr) << what;
+                    ASSERT_NE(std::string(row->name).find(std::string(k.name) + (pred ? "PP" : "VV")), std::string::npos)
+                        << what << " decodes as " << row->name;
+                    cpu_state s = sources();
+                    for (int i = 0; i < SVE_VL_BYTES; i++) {  // every byte distinct, or 0/1 in P
+                        s.p[2][i] = uint8_t((i * 7 + 3) % 5 < 2);
+                        s.p[3][i] = uint8_t((i * 3 + 1) % 7 < 3);
+                    }
+                    cpu_state old = s;
+                    exec(s, w);
+                    const uint8_t* n_src = pred ? old.p[r.n] : old.z[r.n];
+                    const uint8_t* m_src = pred ? old.p[r.m] : old.z[r.m];
+                    const uint8_t* got = pred ? s.p[r.d] : s.z[r.d];
+                    int eb = 1 << esz, n = SVE_VL_BYTES / eb;
+                    for (int e = 0; e < n; e++) {
+                        bool second;
+                        int from;
+                        k.at(e, n, second, from);
+                        for (int b = 0; b < eb; b++)
+                            ASSERT_EQ(got[e * eb + b], (second ? m_src : n_src)[from * eb + b]) << what << " element " << e;
+                    }
+                }
+            }
+        }
+    }
 }
 
 TEST(Permute, TableLookup) {
