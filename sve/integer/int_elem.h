@@ -101,7 +101,44 @@ inline VecV gen_map(const CpuContext* c, F&& f) {
     return r;
 }
 
-// ---- Element operations (f), with the same operation on 16-byte vectors (vec) where the
+template <class OP, class V> concept binary_vec = requires(V a) { OP::vec(a, a); };
+template <class OP, class V> concept unary_vec = requires(V a) { OP::vec(a); };
+// The vector forms of OP, well-formed for every OP: some compilers instantiate the lambdas of a
+// discarded branch, so callers must not name OP::vec directly.
+template <class OP, class V> V vec_of_op(V a, V b) {
+    if constexpr (binary_vec<OP, V>) return OP::vec(a, b);
+    else return a;
+}
+template <class OP, class V> V vec_of_op(V a) {
+    if constexpr (unary_vec<OP, V>) return OP::vec(a);
+    else return a;
+}
+
+// Saturating addition and subtraction of the lanes of a 16-byte vector, signed or unsigned by
+// its lane type. The sum or difference wraps (computed on unsigned lanes); a signed lane that
+// overflowed takes the limit on the side of its first operand's sign, an unsigned one the
+// limit it crossed.
+template <bool SUB, class V>
+inline V sat_addsub_vec(V a, V b) {
+    typedef std::remove_cvref_t<decltype(a[0])> E;
+    typedef std::make_unsigned_t<E> UE;
+    typedef UE UV __attribute__((vector_size(16)));
+    const UV ua = UV(a), ub = UV(b);
+    const UV ur = SUB ? ua - ub : ua + ub;
+    if constexpr (std::is_signed_v<E>) {
+        constexpr int SIGN = int(sizeof(E) * 8 - 1);
+        const V r = V(ur);
+        const V ovf = (SUB ? (a ^ b) & (a ^ r) : (a ^ r) & (b ^ r)) >> SIGN;  // all ones where it overflowed
+        const V limit = (a >> SIGN) ^ V(UV{} + UE(UE(~UE(0)) >> 1));          // MAX, or MIN for negative a
+        return (r & ~ovf) | (limit & ovf);
+    } else if constexpr (SUB) {
+        return V(ur & ~UV(ua < ub));  // borrow: 0
+    } else {
+        return V(ur | UV(ur < ua));  // carry: all ones
+    }
+}
+
+
 // host has one. Binary ones take the second operand as the zero-extended bit
 // pattern of its element, or as the immediate as the handler gives it ----
 
@@ -158,8 +195,14 @@ struct op_max { template <class T> static T f(T a, uint64_t b) { return T(Max(zx
 struct op_min { template <class T> static T f(T a, uint64_t b) { return T(Min(zx(a), b, NBITS<T>, IS_U<T>)); } };
 using op_max_imm = op_max;
 using op_min_imm = op_min;
-struct op_qadd { template <class T> static T f(T a, uint64_t b) { return T(SatAdd(zx(a), b, NBITS<T>, IS_U<T>).result); } };
-struct op_qsub { template <class T> static T f(T a, uint64_t b) { return T(SatSub(zx(a), b, NBITS<T>, IS_U<T>).result); } };
+struct op_qadd {
+    template <class T> static T f(T a, uint64_t b) { return T(SatAdd(zx(a), b, NBITS<T>, IS_U<T>).result); }
+    template <class V> static V vec(V a, V b) { return sat_addsub_vec<false>(a, b); }
+};
+struct op_qsub {
+    template <class T> static T f(T a, uint64_t b) { return T(SatSub(zx(a), b, NBITS<T>, IS_U<T>).result); }
+    template <class V> static V vec(V a, V b) { return sat_addsub_vec<true>(a, b); }
+};
 struct op_qadd_imm {
     template <class T> static T f(T a, uint64_t b) {
         return T(SatQ(Int(zx(a), NBITS<T>, IS_U<T>) + wide_int(b), NBITS<T>, IS_U<T>).result);

@@ -7,8 +7,19 @@ using namespace ie;
 
 namespace {
 
+// Where the operation has a 16-byte vector form, the live bytes go through it a chunk at a time
+// (the bytes of a last partial chunk beyond the live length are not live, so computing them does
+// no harm).
 template <class T, class OP>
 VecV g_binary(const VecV& a, const VecV& b, const CpuContext* c) {
+    typedef typename vec_of<T>::type V;
+    if constexpr (binary_vec<OP, V>) {
+        VecV r;
+        const uint32_t bytes = elem_count(c, NBITS<T>) * uint32_t(sizeof(T));
+        for (uint32_t off = 0; off < bytes; off += 16)
+            vstore(r.b + off, vec_of_op<OP>(vload<V>(a.b + off), vload<V>(b.b + off)));
+        return r;
+    }
     return gen_map<T>(c, [&](uint32_t e) { return OP::template f<T>(vget<T>(a, e), zx(vget<T>(b, e))); });
 }
 // The count of element e is the 64-bit element of b that holds its first byte.

@@ -73,18 +73,6 @@ inline void merge_chunks(uint8_t* dst, const uint8_t* pred, F&& f) {
         return (f(c, old) & m) | (ZEROING ? V{} : old & ~m);
     });
 }
-template <class OP, class V> concept binary_vec = requires(V a) { OP::vec(a, a); };
-template <class OP, class V> concept unary_vec = requires(V a) { OP::vec(a); };
-// The vector forms of OP, well-formed for every OP: some compilers instantiate the lambdas of a
-// discarded branch, so the callers below must not name OP::vec directly.
-template <class OP, class V> V vec_of_op(V a, V b) {
-    if constexpr (binary_vec<OP, V>) return OP::vec(a, b);
-    else return a;
-}
-template <class OP, class V> V vec_of_op(V a) {
-    if constexpr (unary_vec<OP, V>) return OP::vec(a);
-    else return a;
-}
 
 // Binary, merging: the active element of Zdn becomes OP(Zdn, Zm).
 template <bool SIGNED, class OP>

@@ -4,6 +4,9 @@
 
 #include <random>
 
+#include <limits>
+
+#include "sve/integer/int_elem.h"
 #include "sve/integer/wide_int.h"
 
 namespace {
@@ -130,3 +133,47 @@ TEST(SatFast, AgreesWithWidePath) {
 }
 
 }  // namespace
+
+// The 16-byte vector forms of saturating add and subtract (the chunked path of both tiers): every
+// lane against the clamp above, for each lane type, on pairs of limit values and random lanes.
+namespace {
+
+template <class E>
+void check_vector_saturation() {
+    typedef E V __attribute__((vector_size(16)));
+    constexpr int N = 16 / sizeof(E), BITS = int(sizeof(E) * 8);
+    constexpr bool UNS = std::is_unsigned_v<E>;
+    const E lim[] = {E(0), E(1), E(-1), std::numeric_limits<E>::min(), std::numeric_limits<E>::max(),
+                     E(std::numeric_limits<E>::min() + 1), E(std::numeric_limits<E>::max() - 1), E(2)};
+    std::mt19937_64 rng(BITS * 2 + UNS);
+    for (int round = 0; round < 200; round++) {
+        V a, b;
+        for (int i = 0; i < N; i++) {
+            a[i] = round < 8 ? lim[round] : E(rng());
+            b[i] = round < 8 ? lim[i % 8] : (i & 1) ? lim[rng() % 8] : E(rng());
+        }
+        V sum = ie::sat_addsub_vec<false>(a, b), diff = ie::sat_addsub_vec<true>(a, b);
+        for (int i = 0; i < N; i++) {
+            __int128 x = UNS ? __int128(uint64_t(a[i])) : __int128(int64_t(a[i]));
+            __int128 y = UNS ? __int128(uint64_t(b[i])) : __int128(int64_t(b[i]));
+            uint64_t mask = BITS == 64 ? ALL : (1ull << BITS) - 1;
+            ASSERT_EQ(uint64_t(sum[i]) & mask, clamp(x + y, BITS, UNS, true).result)
+                << BITS << (UNS ? "u " : "s ") << uint64_t(a[i]) << " + " << uint64_t(b[i]);
+            ASSERT_EQ(uint64_t(diff[i]) & mask, clamp(x - y, BITS, UNS, true).result)
+                << BITS << (UNS ? "u " : "s ") << uint64_t(a[i]) << " - " << uint64_t(b[i]);
+        }
+    }
+}
+
+}  // namespace
+
+TEST(SatVector, EveryLaneTypeClampsLikeTheWideResult) {
+    check_vector_saturation<int8_t>();
+    check_vector_saturation<uint8_t>();
+    check_vector_saturation<int16_t>();
+    check_vector_saturation<uint16_t>();
+    check_vector_saturation<int32_t>();
+    check_vector_saturation<uint32_t>();
+    check_vector_saturation<int64_t>();
+    check_vector_saturation<uint64_t>();
+}
