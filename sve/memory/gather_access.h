@@ -31,13 +31,15 @@ inline void ffr_clear_lane(PredV& ffr, uint32_t e) {
     }
 }
 
+// The unit of the guarded touches below: a block of 4 KiB lies within one page, whatever the
+// page size, and a page is the unit of protection.
+constexpr uint64_t TOUCH_BLOCK = 4096, TOUCH_BLOCK_MASK = ~(TOUCH_BLOCK - 1);
+
 // Whether every active element of n at addr(e) can be read, found in one guarded region. When
 // so, reading them through guarded reads one by one would find no fault either, and plain reads
-// give the same result. One byte is touched in each 4 KiB block that holds a byte of an active
-// element: the block lies within one page, the unit of protection.
+// give the same result. One byte is touched in each block that holds a byte of an active element.
 template <class T, class U, class Addr>
 bool active_elements_readable(const PredV& pg, Addr addr, uint32_t n) {
-    constexpr uint64_t BLOCK = ~uint64_t(4095);
     uint64_t addrs[512];
     uint32_t count = 0;
     uint64_t last_block = 1;  // no block: block addresses have the low bits clear
@@ -45,9 +47,9 @@ bool active_elements_readable(const PredV& pg, Addr addr, uint32_t n) {
     for (uint32_t e = 0; e < n; e++) {
         if (!pred_active(pg, e, 8 * sizeof(U))) continue;
         const uint64_t lo = addr(e), hi = lo + sizeof(T) - 1;
-        if ((lo & BLOCK) != last_block) addrs[count++] = lo;
-        if ((hi & BLOCK) != (lo & BLOCK)) addrs[count++] = hi;
-        last_block = hi & BLOCK;
+        if ((lo & TOUCH_BLOCK_MASK) != last_block) addrs[count++] = lo;
+        if ((hi & TOUCH_BLOCK_MASK) != (lo & TOUCH_BLOCK_MASK)) addrs[count++] = hi;
+        last_block = hi & TOUCH_BLOCK_MASK;
     }
     return GuardedTouchAll(addrs, count);
 }
@@ -56,7 +58,6 @@ bool active_elements_readable(const PredV& pg, Addr addr, uint32_t n) {
 // one of those cannot be read, the answer is no, and the element by element path decides).
 template <class T, class U>
 bool contiguous_active_readable(const PredV& pg, uint64_t base, const CpuContext* c) {
-    constexpr uint64_t BLOCK = ~uint64_t(4095);
     const uint32_t n = elem_count(c, 8 * sizeof(U));
     if (n * sizeof(U) > 256) return false;
     pred_span span = active_span(pg, 8 * sizeof(U), uint32_t(n * sizeof(U)));
@@ -65,7 +66,7 @@ bool contiguous_active_readable(const PredV& pg, uint64_t base, const CpuContext
     if (hi < lo || hi - lo > 256 * 8) return false;  // wraps round, or more than a vector
     uint64_t addrs[4] = {lo, 0, 0, 0};
     uint32_t count = 1;
-    for (uint64_t b = (lo & BLOCK) + 4096; b <= hi && count < 4; b += 4096) addrs[count++] = b;
+    for (uint64_t b = (lo & TOUCH_BLOCK_MASK) + TOUCH_BLOCK; b <= hi && count < 4; b += TOUCH_BLOCK) addrs[count++] = b;
     return GuardedTouchAll(addrs, count);
 }
 
