@@ -113,7 +113,7 @@ stats_place stats_locate(uint64_t pc, void* ctx) {
 namespace {
 
 struct line {
-    std::string name;  // form, function, region or instruction
+    std::string name;  // form, function, region, or the instruction's address
     uint64_t count = 0;
     // Instructions and regions: their own columns.
     uint64_t pc = 0;
@@ -161,8 +161,10 @@ void write_text(FILE* out, uint64_t total, const std::vector<section>& sections)
     std::fprintf(out, "SVE instruction mix: %" PRIu64 " instructions emulated\n", total);
     for (const section& s : sections) {
         std::fprintf(out, "\n%s\n%14s %8s  %s\n", s.title, "count", "share", s.what);
-        for (const line& l : s.lines)
-            std::fprintf(out, "%14" PRIu64 " %7.2f%%  %s\n", l.count, share(l.count, total), l.name.c_str());
+        for (const line& l : s.lines) {
+            std::string name = l.form.empty() ? l.name : l.name + "  " + l.location + "  " + l.form;
+            std::fprintf(out, "%14" PRIu64 " %7.2f%%  %s\n", l.count, share(l.count, total), name.c_str());
+        }
     }
 }
 
@@ -236,7 +238,7 @@ void stats_write_report(FILE* out, stats_format format, const std::vector<stats_
         line& in = instructions[key];
         char hex[32];
         std::snprintf(hex, sizeof hex, "0x%" PRIx64, e.pc);
-        in.name = std::string(hex) + "  " + p->second.location + "  " + form;
+        in.name = hex;
         in.pc = e.pc;
         in.location = p->second.location;
         in.form = form;
