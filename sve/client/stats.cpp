@@ -16,7 +16,9 @@ bool stats_enabled;
 namespace {
 
 stats_format format = stats_text;
-std::string file_pattern;  // empty: standard error
+// From the environment, which outlives the report (a string object here could be destroyed
+// before the exit event runs). Null or empty: standard error.
+const char* file_pattern;
 
 // Threads whose tables are live, and the counts of those that ended. Only thread start and end
 // and the exit take the lock.
@@ -52,7 +54,7 @@ bool stats_configure(std::string& error) {
         return false;
     }
     const char* file = std::getenv("SVE_STATS_FILE");
-    file_pattern = file ? file : "";
+    file_pattern = file;
     stats_enabled = true;
     return true;
 }
@@ -89,8 +91,8 @@ void stats_finish() {
 
     FILE* out = stderr;
     std::string name;
-    if (!file_pattern.empty()) {
-        name = stats_file_name(file_pattern.c_str(), long(getpid()));
+    if (file_pattern && *file_pattern) {
+        name = stats_file_name(file_pattern, long(getpid()));
         out = std::fopen(name.c_str(), "w");
         if (!out) {
             std::fprintf(stderr, "SVE stats: cannot write %s: %s\n", name.c_str(), std::strerror(errno));
