@@ -11,7 +11,7 @@
 #include <map>
 #include <tuple>
 
-bool stats_enabled;
+__attribute__((visibility("hidden"))) bool stats_enabled;
 
 namespace {
 

@@ -69,8 +69,8 @@ enum stats_format { stats_text, stats_csv, stats_json };
 
 // Set once at start-up from the environment: SVE_STATS=text|csv|json turns counting on, and
 // SVE_STATS_FILE names the report file (%p the process id, %r the MPI rank); standard error
-// without it.
-extern bool stats_enabled;
+// without it. Hidden: the test in emulate_instruction is one load, not one through the GOT.
+extern __attribute__((visibility("hidden"))) bool stats_enabled;
 
 // Reads the environment. False with a one-line `error` for a format it does not know.
 bool stats_configure(std::string& error);
