@@ -1,5 +1,6 @@
 // The instruction mix's parts: the per-thread table (regions from markers, a full table), the
 // readable forms of instruction words, the report file names, and the report's totals.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -10,6 +11,9 @@
 
 #include "sve/client/stats.h"
 #include "sve/core/sve_emulator.h"
+
+// A function of the test program itself, for the places of addresses.
+extern "C" __attribute__((noinline)) int stats_test_function(int x) { return x * 3 + 1; }
 
 namespace {
 
@@ -220,6 +224,30 @@ TEST(StatsReport, CsvQuotesFieldsWithCommas) {
     EXPECT_NE(csv.find("\ninstructions,0x100,,,0x100,f1+0x0,\"add z.s, z.s, z.s\",4,100.0000\n"), std::string::npos)
         << csv;
     EXPECT_NE(csv.find("\nregions,outside regions,,0,,,,4,100.0000\n"), std::string::npos) << csv;
+}
+
+// Places come from the loaded objects' symbol tables: the program's own functions by name and
+// offset, a shared library's with its file name, and addresses outside every object as such.
+TEST(StatsPlaces, ProgramLibraryAndNowhere) {
+    stats_symbols* symbols = stats_symbols_load();
+    uint64_t own = reinterpret_cast<uint64_t>(&stats_test_function);
+    stats_place p = stats_locate(own, symbols);
+    EXPECT_EQ(p.function, "stats_test_function");
+    EXPECT_EQ(p.location, "stats_test_function");
+    p = stats_locate(own + 4, symbols);
+    EXPECT_EQ(p.location, "stats_test_function+0x4");
+    EXPECT_EQ(p.function, "stats_test_function");
+
+    uint64_t libc = reinterpret_cast<uint64_t>(dlsym(RTLD_DEFAULT, "getpid"));
+    ASSERT_NE(libc, 0u);
+    p = stats_locate(libc + 8, symbols);
+    EXPECT_TRUE(std::regex_match(p.location, std::regex(R"(\S*getpid\+0x8 \[libc\.so\.6\])"))) << p.location;
+    EXPECT_TRUE(std::regex_match(p.function, std::regex(R"(\S*getpid \[libc\.so\.6\])"))) << p.function;
+
+    p = stats_locate(0x10, symbols);
+    EXPECT_EQ(p.location, "0x10");
+    EXPECT_EQ(p.function, "(no object)");
+    stats_symbols_free(symbols);
 }
 
 }  // namespace
