@@ -20,8 +20,8 @@ stats_format format = stats_text;
 // before the exit event runs). Null or empty: standard error.
 const char* file_pattern;
 
-// Threads whose tables are live, and the counts of those that ended. Only thread start and end
-// and the exit take the lock.
+// Threads whose tables are live (beyond MAX_LIVE at once a thread's counts join only when it
+// ends), and the counts of those that ended. Only thread start and end and the exit take the lock.
 pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
 constexpr int MAX_LIVE = 4096;
 stats_thread* live[MAX_LIVE];
@@ -71,10 +71,10 @@ void stats_thread_end(stats_thread* t) {
     for (int i = 0; i < n_live; i++) {
         if (live[i] != t) continue;
         live[i] = live[--n_live];
-        // A thread past the report (ending after exit) has nothing left to add to.
-        if (!finished) merge_locked(t);
         break;
     }
+    // A thread that ends after the report has nothing left to add to.
+    if (!finished) merge_locked(t);
     pthread_mutex_unlock(&lock);
 }
 

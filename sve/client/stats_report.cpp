@@ -209,12 +209,15 @@ void stats_write_report(FILE* out, stats_format format, const std::vector<stats_
                         stats_locator locate, void* ctx) {
     std::map<std::string, line> forms, functions, regions, instructions;
     std::map<uint64_t, stats_place> places;
+    std::map<uint32_t, const char*> forms_of;  // a word's row is searched once
     uint64_t total = dropped;
     for (const stats_entry& e : entries) {
         total += e.count;
         auto p = places.find(e.pc);
         if (p == places.end()) p = places.emplace(e.pc, locate(e.pc, ctx)).first;
-        const char* form = stats_form(e.word);
+        auto known = forms_of.find(e.word);
+        if (known == forms_of.end()) known = forms_of.emplace(e.word, stats_form(e.word)).first;
+        const char* form = known->second;
 
         line& f = forms[form];
         f.name = form;
