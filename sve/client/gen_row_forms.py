@@ -105,7 +105,9 @@ def shape(text):
     ops = re.sub(PATTERN_NAMES, "pattern", ops)
     ops = re.sub(PREFETCH_OPS, "prfop", ops)
     ops = re.sub(r"#\d+, (?=pattern)", "#imm, ", ops)
-    ops = re.sub(r"(?<!lsl )(?<!lsr )(?<!asr )(?<!uxtw )(?<!sxtw )#-?(0x[0-9a-f]+|\d+(\.\d+)?(e[-+]?\d+)?)", "#imm", ops)
+    # Immediates, but not the fixed shift amounts of an addressing form (`[x, x, lsl #2]`).
+    number = r"#-?(0x[0-9a-f]+|\d+(\.\d+)?(e[-+]?\d+)?)"
+    ops = re.sub(r"(?<!lsl )(?<!lsr )(?<!asr )(?<!uxtw )(?<!sxtw )" + number, "#imm", ops)
     ops = re.sub(r"(?<=[a-z.\]])\[\d+\]", "[imm]", ops)
     if re.fullmatch(r"ptrues?|cnt[bhwd]|(sq|uq)?(inc|dec)[bhwd]", mnemonic):
         ops = re.sub(r"(?<!mul )#imm", "pattern", ops)  # a pattern without a name: still a pattern

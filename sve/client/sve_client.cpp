@@ -50,7 +50,8 @@ static void emulate_instruction(uint32_t word, unsigned char* pc, sve_handler_t 
         std::memcpy(&at_pc, pc, sizeof at_pc);
         std::fprintf(stderr, "Error: failed to emulate SVE instruction 0x%08x at PC %p\n", at_pc, (void*)pc);
     }
-    if (stats_enabled) stats_count(static_cast<stats_thread*>(drmgr_get_tls_field(drcontext, stats_tls_idx)), state->pc, word);
+    if (stats_enabled)
+        stats_count(static_cast<stats_thread*>(drmgr_get_tls_field(drcontext, stats_tls_idx)), state->pc, word);
     dr_write_saved_reg(drcontext, SPILL_SLOT_2, state->x[26]);
     dr_write_saved_reg(drcontext, SPILL_SLOT_3, state->x[27]);
     dr_write_saved_reg(drcontext, SPILL_SLOT_4, state->x[28]);

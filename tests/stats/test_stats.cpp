@@ -58,7 +58,10 @@ TEST(StatsTable, RegionsFollowTheMarkers) {
          {{0x10, START}, {0x100, ADD}, {0x10, START}, {0x100, ADD}, {0x100, ADD}, {0x20, STOP}},
          {{{0x10, 1}, 1}, {{0x100, 1}, 1}, {{0x10, 2}, 1}, {{0x100, 2}, 2}, {{0x20, 2}, 1}},
          2, 0},
-        {"a stop with no region open counts outside", {{0x20, STOP}, {0x100, ADD}}, {{{0x20, 0}, 1}, {{0x100, 0}, 1}}, 0, 0},
+        {"a stop with no region open counts outside",
+         {{0x20, STOP}, {0x100, ADD}},
+         {{{0x20, 0}, 1}, {{0x100, 0}, 1}},
+         0, 0},
         {"markers on other registers", {{0x10, START + 31}, {0x100, ADD}, {0x20, STOP + 5}},
          {{{0x10, 1}, 1}, {{0x100, 1}, 1}, {{0x20, 1}, 1}}, 1, 0},
         // add z0.b, z0.b, #0, lsl #8 and add z0.h, z0.h, #1, lsl #8 are plain additions.
