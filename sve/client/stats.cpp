@@ -41,6 +41,21 @@ void merge_locked(const stats_thread* t) {
     dropped += t->dropped;
 }
 
+// fork: the child reports what it runs itself. Its tables (the forking thread's and those of
+// threads that do not exist in the child) and the merged counts come from the parent: cleared.
+void before_fork() { pthread_mutex_lock(&lock); }
+void after_fork_parent() { pthread_mutex_unlock(&lock); }
+void after_fork_child() {
+    for (int i = 0; i < n_live; i++) {
+        std::memset(live[i]->slot, 0, sizeof live[i]->slot);
+        live[i]->used = 0;
+        live[i]->dropped = 0;
+    }
+    if (merged) merged->clear();
+    dropped = 0;
+    pthread_mutex_init(&lock, nullptr);
+}
+
 }  // namespace
 
 bool stats_configure(std::string& error) {
@@ -56,6 +71,7 @@ bool stats_configure(std::string& error) {
     const char* file = std::getenv("SVE_STATS_FILE");
     file_pattern = file;
     stats_enabled = true;
+    pthread_atfork(before_fork, after_fork_parent, after_fork_child);
     return true;
 }
 

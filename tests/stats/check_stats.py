@@ -4,6 +4,7 @@
 check_stats.py regions SVE_RUN PROGRAM [--stage S]   counts of tests/stats/regions.c, JSON and CSV
 check_stats.py matmul SVE_RUN PROGRAM                counts of examples/matmul.c from its loops
 check_stats.py output SVE_RUN PROGRAM                text on stderr, file names, nothing when off
+check_stats.py fork SVE_RUN PROGRAM                  a forked child reports its own counts
 """
 import csv
 import glob
@@ -176,11 +177,24 @@ def output(sve_run, prog):
               "usage error %s: %d %r" % (args, status, stderr))
 
 
+def fork(sve_run, prog):
+    # Counts derived in fork.c: the parent 21, the child 15, in files named by their pids.
+    with tempfile.TemporaryDirectory() as d:
+        status, stdout, stderr = run(sve_run, ["--stats=%s/s.%%p.json" % d, "--stats-format=json", prog])
+        check(status == 0 and stdout == "child ok\n", "fork.c runs (%d %r %r)" % (status, stdout, stderr))
+        totals = []
+        for name in glob.glob(os.path.join(d, "s.*.json")):
+            total, sections = parse_json(open(name).read())
+            check_sums(total, sections, "fork")
+            totals.append(total)
+        check(sorted(totals) == [15, 21], "parent 21 and child 15 in two files, got %s" % totals)
+
+
 def main():
     mode, sve_run, prog = sys.argv[1:4]
     stage = sys.argv[5] if len(sys.argv) > 5 and sys.argv[4] == "--stage" else "patch"
     {"regions": lambda: regions(sve_run, prog, stage), "matmul": lambda: matmul(sve_run, prog),
-     "output": lambda: output(sve_run, prog)}[mode]()
+     "output": lambda: output(sve_run, prog), "fork": lambda: fork(sve_run, prog)}[mode]()
     if failures:
         print("%d check(s) failed" % len(failures))
         sys.exit(1)

@@ -16,16 +16,7 @@
 #include <unistd.h>
 
 #include "include/sve_roi.h"
-
-// Three SVE instructions per unit: add (vectors), add (immediate), index.
-__attribute__((noinline)) void work(int units) {
-    for (int i = 0; i < units; i++)
-        __asm__ volatile(
-            ".arch_extension sve\n\t"
-            "add z1.s, z1.s, z2.s\n\t"
-            "add z3.s, z3.s, #1\n\t"
-            "index z4.s, #0, #1" ::: "v1", "v3", "v4");
-}
+#include "tests/stats/work.h"
 
 static void* worker(void* arg) {
     int t = (int)(intptr_t)arg;
