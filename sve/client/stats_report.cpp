@@ -162,7 +162,9 @@ void write_text(FILE* out, uint64_t total, const std::vector<section>& sections)
     for (const section& s : sections) {
         std::fprintf(out, "\n%s\n%14s %8s  %s\n", s.title, "count", "share", s.what);
         for (const line& l : s.lines) {
-            std::string name = l.form.empty() ? l.name : l.name + "  " + l.location + "  " + l.form;
+            std::string name = l.name;
+            for (const std::string* part : {&l.location, &l.form})
+                if (!part->empty()) name += "  " + *part;
             std::fprintf(out, "%14" PRIu64 " %7.2f%%  %s\n", l.count, share(l.count, total), name.c_str());
         }
     }
@@ -208,6 +210,7 @@ void write_json(FILE* out, uint64_t total, const std::vector<section>& sections)
 void stats_write_report(FILE* out, stats_format format, const std::vector<stats_entry>& entries, uint64_t dropped,
                         stats_locator locate, void* ctx) {
     std::map<std::string, line> forms, functions, regions, instructions;
+    std::map<std::string, std::map<std::string, line>> region_forms;  // by the key of `regions`
     std::map<uint64_t, stats_place> places;
     std::map<uint32_t, const char*> forms_of;  // a word's row is searched once
     uint64_t total = dropped;
@@ -236,6 +239,12 @@ void stats_write_report(FILE* out, stats_format format, const std::vector<stats_
         r.thread = e.region ? long(e.thread) : -1;
         r.region = e.region;
         r.count += e.count;
+        line& rf = region_forms[key][form];
+        rf.name = r.name;
+        rf.thread = r.thread;
+        rf.region = r.region;
+        rf.form = form;
+        rf.count += e.count;
 
         std::snprintf(key, sizeof key, "%016" PRIx64, e.pc);
         line& in = instructions[key];
@@ -249,7 +258,7 @@ void stats_write_report(FILE* out, stats_format format, const std::vector<stats_
     }
     if (dropped) {
         const char* unplaced = "(not counted apart: the thread's table was full)";
-        for (auto* m : {&forms, &functions, &regions, &instructions}) {
+        for (auto* m : {&forms, &functions, &regions, &instructions, &region_forms[unplaced]}) {
             line& l = (*m)[unplaced];
             l.name = unplaced;
             l.count = dropped;
@@ -259,9 +268,13 @@ void stats_write_report(FILE* out, stats_format format, const std::vector<stats_
         {"By instruction form:", "forms", "form", sorted(forms)},
         {"By function:", "functions", "function", sorted(functions)},
         {"By region of interest:", "regions", "region", {}},
+        {"By region and form:", "region_forms", "region  form", {}},
         {"By instruction:", "instructions", "address  function+offset  form", sorted(instructions)},
     };
-    for (auto& kv : regions) sections[2].lines.push_back(kv.second);  // in thread and region order
+    // Regions in thread and region order; within a region, forms by count.
+    for (auto& kv : regions) sections[2].lines.push_back(kv.second);
+    for (auto& kv : region_forms)
+        for (line& l : sorted(kv.second)) sections[3].lines.push_back(l);
     if (format == stats_csv) write_csv(out, total, sections);
     else if (format == stats_json) write_json(out, total, sections);
     else write_text(out, total, sections);

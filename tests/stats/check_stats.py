@@ -40,7 +40,7 @@ def stats_of(sve_run, prog, fmt, stage="patch", prog_args=()):
     return status, stdout, text
 
 
-SECTIONS = ["forms", "functions", "regions", "instructions"]
+SECTIONS = ["forms", "functions", "regions", "region_forms", "instructions"]
 
 
 def parse_json(text):
@@ -101,6 +101,20 @@ def regions(sve_run, prog, stage):
         check(sorted(e[5] for e in workers) == [32, 62, 92, 122] and all(e[2] == 1 for e in workers)
               and len({e[1] for e in workers}) == 4,
               "%s: one region per worker thread, 32, 62, 92, 122: %s" % (fmt, workers))
+        # Forms per region: main's two regions, the workers' by their size, and outside.
+        rf = {}
+        for e in sections["region_forms"]:
+            rf.setdefault((e[1], e[2]), {})[e[4]] = e[5]
+        body = ("add z.s, z.s, z.s", "add z.s, z.s, #imm", "index z.s, #imm, #imm")
+        want = {(0, 1): dict({f: 7 for f in body}, **{"region start marker": 1}),
+                (0, 2): dict({f: 4 for f in body}, **{"region start marker": 1, "region stop marker": 1}),
+                (None, 0): dict({f: 15 for f in body}, **{"region stop marker": 1})}
+        for k, v in want.items():
+            check(rf.get(k) == v, "%s: forms of region %s: %s, got %s" % (fmt, k, v, rf.get(k)))
+        sizes = sorted(tuple(sorted(v.items())) for k, v in rf.items() if k[0] not in (None, 0))
+        check(sizes == sorted(tuple(sorted(dict({f: 10 * n for f in body}, **{"region start marker": 1,
+                                                                               "region stop marker": 1}).items()))
+                              for n in (1, 2, 3, 4)), "%s: forms of the workers' regions: %s" % (fmt, sizes))
         work = [e for e in sections["instructions"] if e[3] and e[3].startswith("work+0x")]
         check(len(work) == 3 and all(e[5] == 126 for e in work), "%s: three instructions in work, 126 each" % fmt)
     if len(reports) == 2:
@@ -108,6 +122,7 @@ def regions(sve_run, prog, stage):
         # Thread numbers follow the order in which threads start, which differs between runs.
         key = {s: (lambda x: x[:6]) for s in SECTIONS}
         key["regions"] = lambda x: (x[1] == 0, x[2], x[5])
+        key["region_forms"] = lambda x: (x[1] == 0, x[2], x[4], x[5])
         for s in SECTIONS:
             check(sorted(map(key[s], j[s])) == sorted(map(key[s], c[s])), "JSON and CSV agree on " + s)
 

@@ -216,7 +216,11 @@ TEST(StatsReport, SectionsAddUpAndDroppedCountsShow) {
     EXPECT_EQ(text_counts(text, "0x100  f1\\+0x0  add z\\.s, z\\.s, z\\.s"), std::vector<uint64_t>{15});
     // The dropped executions stand in every section, so that each adds up to the total.
     EXPECT_EQ(text_counts(text, "\\(not counted apart: the thread's table was full\\)"),
-              (std::vector<uint64_t>{3, 3, 3, 3}));
+              (std::vector<uint64_t>{3, 3, 3, 3, 3}));
+    // Forms within each region.
+    EXPECT_EQ(text_counts(text, "thread 0, region 1  add z\\.s, z\\.s, z\\.s"), std::vector<uint64_t>{5});
+    EXPECT_EQ(text_counts(text, "outside regions  add z\\.s, z\\.s, z\\.s"), std::vector<uint64_t>{10});
+    EXPECT_EQ(text_counts(text, "outside regions  region start marker"), std::vector<uint64_t>{1});
     // Shares: 15 of 26.
     EXPECT_NE(text.find("  57.69%  add z.s, z.s, z.s\n"), std::string::npos) << text;
 }
