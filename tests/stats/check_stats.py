@@ -184,6 +184,11 @@ def output(sve_run, prog):
         check(len(names) == 1 and re.fullmatch(r"stats\.3\.\d+\.txt", os.path.basename(names[0])),
               "file name with rank and pid: %s" % os.listdir(d))
         check("SVE instruction mix" not in stderr, "a report in a file leaves stderr alone")
+    # A format the client does not know, set by hand: its usage error, and the program never runs.
+    status, stdout, stderr = run(sve_run, [prog], env=dict(os.environ, SVE_STATS="xml"))
+    check(status != 0 and stdout == "" and
+          stderr == "SVE emulation client usage error: SVE_STATS is xml, not text, csv or json\n",
+          "client usage error for SVE_STATS=xml: %d %r" % (status, stderr))
     # User errors: one line and status 2 before the program runs.
     for args, msg in ((["--stats-format=xml", "--stats"], "--stats-format takes text, csv or json, not xml"),
                       (["--stats=/nonexistent/dir/s.txt"], "cannot write the statistics file")):
