@@ -36,7 +36,7 @@ void merge_locked(const stats_thread* t) {
     for (const stats_slot& s : t->slot) {
         if (s.pc == 0) continue;
         stats_entry& e = (*merged)[{t->thread, s.region, s.pc}];
-        e = {t->thread, s.region, s.pc, s.word, e.count + s.count};
+        e = {t->thread, t->trace_id, s.region, s.pc, s.word, e.count + s.count};
     }
     dropped += t->dropped;
 }
@@ -78,6 +78,7 @@ bool stats_configure(std::string& error) {
 void stats_thread_start(stats_thread* t) {
     pthread_mutex_lock(&lock);
     t->thread = next_thread++;
+    t->trace_id = uint32_t(pthread_self());
     if (n_live < MAX_LIVE) live[n_live++] = t;
     pthread_mutex_unlock(&lock);
 }

@@ -30,6 +30,7 @@ struct stats_thread {
     uint32_t regions;  // regions this thread has started
     uint32_t thread;   // the thread's number in the order threads started, the first 0
     uint32_t used;     // slots in use
+    uint32_t trace_id;  // the thread in trace records: the low 32 bits of pthread_self()
     uint64_t dropped;  // executions of instructions that found the table full
     stats_slot slot[STATS_SLOTS];
 };
@@ -86,6 +87,7 @@ void stats_finish();
 // Merged counts: one entry per thread, region and instruction.
 struct stats_entry {
     uint32_t thread;
+    uint32_t trace_id;
     uint32_t region;
     uint64_t pc;
     uint32_t word;

@@ -234,8 +234,10 @@ void stats_write_report(FILE* out, stats_format format, const std::vector<stats_
         char key[48];
         std::snprintf(key, sizeof key, "%010u %010u", e.region ? e.thread : 0u, e.region);
         line& r = regions[key];
-        r.name = e.region ? "thread " + std::to_string(e.thread) + ", region " + std::to_string(e.region)
-                          : "outside regions";
+        // A thread by its number and by its id in trace records (sve-trace's thread column).
+        char thread[48];
+        std::snprintf(thread, sizeof thread, "thread %u (0x%x), region %u", e.thread, e.trace_id, e.region);
+        r.name = e.region ? thread : "outside regions";
         r.thread = e.region ? long(e.thread) : -1;
         r.region = e.region;
         r.count += e.count;

@@ -204,21 +204,24 @@ TEST(StatsReport, SectionsAddUpAndDroppedCountsShow) {
     // Two threads; the same instruction in and outside a region is one line by form, function
     // and address, and two by region.
     const std::vector<stats_entry> entries = {
-        {0, 0, 0x100, ADD, 10}, {0, 1, 0x100, ADD, 5}, {1, 1, 0x104, 0xA540A000, 7}, {1, 0, 0x200, START, 1},
+        {0, 0xa1, 0, 0x100, ADD, 10},
+        {0, 0xa1, 1, 0x100, ADD, 5},
+        {1, 0xb2, 1, 0x104, 0xA540A000, 7},
+        {1, 0xb2, 0, 0x200, START, 1},
     };
     std::string text = report(stats_text, entries, 3);
     EXPECT_NE(text.find("SVE instruction mix: 26 instructions emulated\n"), std::string::npos) << text;
     EXPECT_EQ(text_counts(text, "add z\\.s, z\\.s, z\\.s"), std::vector<uint64_t>{15});
     EXPECT_EQ(text_counts(text, "f1"), std::vector<uint64_t>{22});
     EXPECT_EQ(text_counts(text, "outside regions"), std::vector<uint64_t>{11});
-    EXPECT_EQ(text_counts(text, "thread 0, region 1"), std::vector<uint64_t>{5});
-    EXPECT_EQ(text_counts(text, "thread 1, region 1"), std::vector<uint64_t>{7});
+    EXPECT_EQ(text_counts(text, "thread 0 \\(0xa1\\), region 1"), std::vector<uint64_t>{5});
+    EXPECT_EQ(text_counts(text, "thread 1 \\(0xb2\\), region 1"), std::vector<uint64_t>{7});
     EXPECT_EQ(text_counts(text, "0x100  f1\\+0x0  add z\\.s, z\\.s, z\\.s"), std::vector<uint64_t>{15});
     // The dropped executions stand in every section, so that each adds up to the total.
     EXPECT_EQ(text_counts(text, "\\(not counted apart: the thread's table was full\\)"),
               (std::vector<uint64_t>{3, 3, 3, 3, 3}));
     // Forms within each region.
-    EXPECT_EQ(text_counts(text, "thread 0, region 1  add z\\.s, z\\.s, z\\.s"), std::vector<uint64_t>{5});
+    EXPECT_EQ(text_counts(text, "thread 0 \\(0xa1\\), region 1  add z\\.s, z\\.s, z\\.s"), std::vector<uint64_t>{5});
     EXPECT_EQ(text_counts(text, "outside regions  add z\\.s, z\\.s, z\\.s"), std::vector<uint64_t>{10});
     EXPECT_EQ(text_counts(text, "outside regions  region start marker"), std::vector<uint64_t>{1});
     // Shares: 15 of 26.
@@ -226,7 +229,7 @@ TEST(StatsReport, SectionsAddUpAndDroppedCountsShow) {
 }
 
 TEST(StatsReport, CsvQuotesFieldsWithCommas) {
-    std::string csv = report(stats_csv, {{0, 0, 0x100, ADD, 4}}, 0);
+    std::string csv = report(stats_csv, {{0, 0xa1, 0, 0x100, ADD, 4}}, 0);
     EXPECT_NE(csv.find("\nforms,\"add z.s, z.s, z.s\",,,,,,4,100.0000\n"), std::string::npos) << csv;
     EXPECT_NE(csv.find("\ninstructions,0x100,,,0x100,f1+0x0,\"add z.s, z.s, z.s\",4,100.0000\n"), std::string::npos)
         << csv;
