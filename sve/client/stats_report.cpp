@@ -236,7 +236,7 @@ void stats_write_report(FILE* out, stats_format format, const std::vector<stats_
         line& r = regions[key];
         // A thread by its number and by its id in trace records (sve-trace's thread column).
         char thread[48];
-        std::snprintf(thread, sizeof thread, "thread %u (0x%x), region %u", e.thread, e.trace_id, e.region);
+        std::snprintf(thread, sizeof thread, "thread %u (0x%08x), region %u", e.thread, e.trace_id, e.region);
         r.name = e.region ? thread : "outside regions";
         r.thread = e.region ? long(e.thread) : -1;
         r.region = e.region;

@@ -214,14 +214,15 @@ TEST(StatsReport, SectionsAddUpAndDroppedCountsShow) {
     EXPECT_EQ(text_counts(text, "add z\\.s, z\\.s, z\\.s"), std::vector<uint64_t>{15});
     EXPECT_EQ(text_counts(text, "f1"), std::vector<uint64_t>{22});
     EXPECT_EQ(text_counts(text, "outside regions"), std::vector<uint64_t>{11});
-    EXPECT_EQ(text_counts(text, "thread 0 \\(0xa1\\), region 1"), std::vector<uint64_t>{5});
-    EXPECT_EQ(text_counts(text, "thread 1 \\(0xb2\\), region 1"), std::vector<uint64_t>{7});
+    EXPECT_EQ(text_counts(text, "thread 0 \\(0x000000a1\\), region 1"), std::vector<uint64_t>{5});
+    EXPECT_EQ(text_counts(text, "thread 1 \\(0x000000b2\\), region 1"), std::vector<uint64_t>{7});
     EXPECT_EQ(text_counts(text, "0x100  f1\\+0x0  add z\\.s, z\\.s, z\\.s"), std::vector<uint64_t>{15});
     // The dropped executions stand in every section, so that each adds up to the total.
     EXPECT_EQ(text_counts(text, "\\(not counted apart: the thread's table was full\\)"),
               (std::vector<uint64_t>{3, 3, 3, 3, 3}));
     // Forms within each region.
-    EXPECT_EQ(text_counts(text, "thread 0 \\(0xa1\\), region 1  add z\\.s, z\\.s, z\\.s"), std::vector<uint64_t>{5});
+    EXPECT_EQ(text_counts(text, "thread 0 \\(0x000000a1\\), region 1  add z\\.s, z\\.s, z\\.s"),
+              std::vector<uint64_t>{5});
     EXPECT_EQ(text_counts(text, "outside regions  add z\\.s, z\\.s, z\\.s"), std::vector<uint64_t>{10});
     EXPECT_EQ(text_counts(text, "outside regions  region start marker"), std::vector<uint64_t>{1});
     // Shares: 15 of 26.
