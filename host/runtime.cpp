@@ -66,7 +66,23 @@ void thread_exit(host_thread* t) {
     if (host_log_enabled) note_stack_use(t);
 }
 
-void thread_key_destructor(void* t) { thread_exit(static_cast<host_thread*>(t)); }
+// A thread that ends gives its emulator stack back; nothing runs on it by then.
+void release_emulator_stack(host_thread* t) {
+    if (!t->emu_top) return;
+    stack_t off = {};
+    off.ss_flags = SS_DISABLE;
+    host_real_sigaltstack(&off, nullptr);
+    size_t page = size_t(sysconf(_SC_PAGESIZE));
+    void* m = reinterpret_cast<void*>(t->emu_base - page);
+    t->emu_top = t->emu_base = 0;
+    munmap(m, HOST_EMULATOR_STACK_BYTES + page);
+}
+
+void thread_key_destructor(void* p) {
+    auto* t = static_cast<host_thread*>(p);
+    thread_exit(t);
+    release_emulator_stack(t);
+}
 
 void process_exit() {
     thread_exit(&this_thread);
