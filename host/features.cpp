@@ -83,6 +83,15 @@ bool is_own_auxv(const char* path) {
     return !strcmp(path, own);
 }
 
+// openat, with the program's view of its own auxv.
+int open_shown(int dir, const char* path, int flags, va_list ap) {
+    mode_t mode = (flags & (O_CREAT | O_TMPFILE)) ? va_arg(ap, mode_t) : 0;
+    if (is_own_auxv(path)) return shown_auxv(flags);
+    typedef int (*fn)(int, const char*, int, ...);
+    static fn f = next_fn<fn>("openat");
+    return f(dir, path, flags, mode);
+}
+
 }  // namespace
 
 unsigned long host_real_hwcap() { return real_getauxval(AT_HWCAP); }
@@ -106,32 +115,20 @@ int prctl(int option, ...) noexcept {
 }
 
 int open(const char* path, int flags, ...) {
-    mode_t mode = 0;
-    if (flags & (O_CREAT | O_TMPFILE)) {
-        va_list ap;
-        va_start(ap, flags);
-        mode = va_arg(ap, mode_t);
-        va_end(ap);
-    }
-    if (is_own_auxv(path)) return shown_auxv(flags);
-    typedef int (*fn)(const char*, int, ...);
-    static fn f = next_fn<fn>("open");
-    return f(path, flags, mode);
+    va_list ap;
+    va_start(ap, flags);
+    int fd = open_shown(AT_FDCWD, path, flags, ap);
+    va_end(ap);
+    return fd;
 }
 int open64(const char* path, int flags, ...) __attribute__((alias("open")));
 
 int openat(int dir, const char* path, int flags, ...) {
-    mode_t mode = 0;
-    if (flags & (O_CREAT | O_TMPFILE)) {
-        va_list ap;
-        va_start(ap, flags);
-        mode = va_arg(ap, mode_t);
-        va_end(ap);
-    }
-    if (is_own_auxv(path)) return shown_auxv(flags);
-    typedef int (*fn)(int, const char*, int, ...);
-    static fn f = next_fn<fn>("openat");
-    return f(dir, path, flags, mode);
+    va_list ap;
+    va_start(ap, flags);
+    int fd = open_shown(dir, path, flags, ap);
+    va_end(ap);
+    return fd;
 }
 int openat64(int dir, const char* path, int flags, ...) __attribute__((alias("openat")));
 

@@ -336,11 +336,13 @@ typedef void (*longjmp_fn)(struct __jmp_buf_tag*, int);
 
 // A jump back to sigsetjmp restores the mask saved there, which the runtime never lets hold
 // the kept signals: the program's blocked bits go with it.
-void note_longjmp(void* ret, struct __jmp_buf_tag* env) {
+[[noreturn]] void jump(void* ret, longjmp_fn real, struct __jmp_buf_tag* env, int val) {
     if (active && !from_emulator(ret) && env->__mask_was_saved) {
         blocked_bits = bits_of(&env->__saved_mask);
         release_pending();
     }
+    real(env, val);
+    __builtin_unreachable();
 }
 
 }  // namespace
@@ -539,32 +541,17 @@ int sigaltstack(const stack_t* ss, stack_t* old) {
     return 0;
 }
 
+// In the C library longjmp, _longjmp and siglongjmp are one function.
 void siglongjmp(sigjmp_buf env, int val) {
     static longjmp_fn f = next_fn<longjmp_fn>("siglongjmp");
-    note_longjmp(__builtin_return_address(0), env);
-    f(env, val);
-    __builtin_unreachable();
+    jump(__builtin_return_address(0), f, env, val);
 }
-
-void longjmp(jmp_buf env, int val) {
-    static longjmp_fn f = next_fn<longjmp_fn>("longjmp");
-    note_longjmp(__builtin_return_address(0), env);
-    f(env, val);
-    __builtin_unreachable();
-}
-
-void _longjmp(jmp_buf env, int val) {
-    static longjmp_fn f = next_fn<longjmp_fn>("_longjmp");
-    note_longjmp(__builtin_return_address(0), env);
-    f(env, val);
-    __builtin_unreachable();
-}
+void longjmp(jmp_buf env, int val) __attribute__((alias("siglongjmp")));
+void _longjmp(jmp_buf env, int val) __attribute__((alias("siglongjmp")));
 
 void __longjmp_chk(jmp_buf env, int val) {
     static longjmp_fn f = next_fn<longjmp_fn>("__longjmp_chk");
-    note_longjmp(__builtin_return_address(0), env);
-    f(env, val);
-    __builtin_unreachable();
+    jump(__builtin_return_address(0), f, env, val);
 }
 
 }  // extern "C"

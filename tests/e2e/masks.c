@@ -7,28 +7,10 @@
 #include <unistd.h>
 
 #include "check.h"
+#include "sve_sum.h"
 
 // Sum with saturating SVE adds (a generic-tier row) over 32-bit lanes.
-static int64_t sum_sve(const int32_t* a, int64_t n) {
-    int64_t sum;
-    __asm__ volatile(
-        "mov x9, #0\n\t"
-        "mov z0.d, #0\n\t"
-        "whilelo p0.s, x9, %[n]\n"
-        "1:\n\t"
-        "ld1w {z1.s}, p0/z, [%[a], x9, lsl #2]\n\t"
-        "sqadd z0.s, z0.s, z1.s\n\t"
-        "incw x9\n\t"
-        "whilelo p0.s, x9, %[n]\n\t"
-        "b.first 1b\n\t"
-        "ptrue p1.s\n\t"
-        "saddv d0, p1, z0.s\n\t"
-        "fmov %[sum], d0\n"
-        : [sum] "=r"(sum)
-        : [a] "r"(a), [n] "r"(n)
-        : "x9", "v0", "v1", "p0", "p1", "memory", "cc");
-    return sum;
-}
+SVE_SUM(sum_sve, int32_t, "s", "ld1w {z1.s}, p0/z, [%[a], x9, lsl #2]", "sqadd z0.s, z0.s, z1.s", "saddv d0, p1, z0.s")
 
 static volatile int segv_count;
 static void on_segv(int sig) {

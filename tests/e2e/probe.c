@@ -7,6 +7,7 @@
 #include <string.h>
 
 #include "check.h"
+#include "sve_sum.h"
 
 static sigjmp_buf probe_env;
 static volatile int probe_signals;
@@ -33,26 +34,8 @@ static void trial_sve(void) { __asm__ volatile("ptrue p0.b\n\tcntb x0" ::: "x0",
 static void trial_undefined(void) { __asm__ volatile("udf #3"); }
 
 // Sum of squares with SVE, the loop compilers emit for vectorised reductions.
-static int64_t sum_squares_sve(const int32_t* a, int64_t n) {
-    int64_t sum;
-    __asm__ volatile(
-        "mov x9, #0\n\t"
-        "mov z0.d, #0\n\t"
-        "whilelo p0.d, x9, %[n]\n"
-        "1:\n\t"
-        "ld1sw {z1.d}, p0/z, [%[a], x9, lsl #2]\n\t"
-        "mla z0.d, p0/m, z1.d, z1.d\n\t"
-        "incd x9\n\t"
-        "whilelo p0.d, x9, %[n]\n\t"
-        "b.first 1b\n\t"
-        "ptrue p1.d\n\t"
-        "uaddv d0, p1, z0.d\n\t"
-        "fmov %[sum], d0\n"
-        : [sum] "=r"(sum)
-        : [a] "r"(a), [n] "r"(n)
-        : "x9", "v0", "v1", "p0", "p1", "memory", "cc");
-    return sum;
-}
+SVE_SUM(sum_squares_sve, int32_t, "d", "ld1sw {z1.d}, p0/z, [%[a], x9, lsl #2]", "mla z0.d, p0/m, z1.d, z1.d",
+        "uaddv d0, p1, z0.d")
 
 int main(void) {
     CHECK(probe(trial_sve) == 1, "the SVE trial raised SIGILL");
