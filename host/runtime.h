@@ -106,6 +106,22 @@ void host_signals_set_this_thread(host_thread_signals s);
 int host_real_sigaction(int sig, const struct sigaction* act, struct sigaction* old);
 int host_real_sigaltstack(const stack_t* ss, stack_t* old);
 
+// The program's side, for the C library's entry points (signal_calls.cpp): whether the layer is
+// on, whether a call comes from the emulator, the program's actions, and this thread's blocked
+// and pending bits of the kept signals, its alternate stack.
+bool host_signals_active();
+bool host_called_from_emulator(void* ret);
+int host_any_sigaction(void* ret, int sig, const struct sigaction* act, struct sigaction* old);
+int host_program_sigaction(int sig, const struct sigaction* act, struct sigaction* old);
+uint8_t host_kept_bits(const sigset_t* s);
+void host_strip_kept(sigset_t* s);
+void host_add_kept(sigset_t* s, uint8_t bits);
+uint8_t& host_blocked_bits();
+uint8_t host_pending_bits();
+void host_release_pending();
+stack_t& host_program_altstack();
+bool host_on_program_altstack(uintptr_t sp);
+
 // ---- Undefined instructions (illegal.cpp) -------------------------------------------------------
 
 // Whether the word is a half-precision scalar or Advanced SIMD instruction.
