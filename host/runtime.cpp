@@ -123,6 +123,7 @@ __attribute__((constructor)) void host_start() {
     host_log_enabled = getenv("SVE_HOST_LOG") != nullptr;
     pthread_key_create(&thread_key, thread_key_destructor);
     host_cache_init();
+    host_signal_calls_start();
     const char* client = getenv("SVE_HOST_CLIENT");
     if (!client || !*client) return;  // linked into a program that drives the interface itself
 

@@ -106,6 +106,8 @@ void host_signals_set_this_thread(host_thread_signals s);
 int host_real_sigaction(int sig, const struct sigaction* act, struct sigaction* old);
 int host_real_sigaltstack(const stack_t* ss, stack_t* old);
 
+// Finds the C library's functions behind the entry points (signal_calls.cpp).
+void host_signal_calls_start();
 // The program's side, for the C library's entry points (signal_calls.cpp): whether the layer is
 // on, whether a call comes from the emulator, the program's actions, and this thread's blocked
 // and pending bits of the kept signals, its alternate stack.

@@ -25,6 +25,21 @@ typedef void (*longjmp_fn)(struct __jmp_buf_tag*, int);
 
 sigset_t interrupting;  // siginterrupt: signal() leaves out SA_RESTART for these
 
+// The C library's functions that a signal handler may call, found before any handler runs (the
+// dynamic linker's lookup is no place for a signal handler).
+struct {
+    mask_fn sigprocmask, pthread_sigmask;
+    int (*sigsuspend)(const sigset_t*);
+    int (*sigpending)(sigset_t*);
+    longjmp_fn siglongjmp, longjmp_chk;
+} real;
+
+// The functions, found now if the runtime has not found them yet.
+decltype(real)& libc() {
+    if (!real.siglongjmp) host_signal_calls_start();
+    return real;
+}
+
 int any_mask(void* ret, mask_fn real, int how, const sigset_t* set, sigset_t* old) {
     if (!host_signals_active() || host_called_from_emulator(ret)) return real(how, set, old);
     uint8_t before = host_blocked_bits();
@@ -79,6 +94,15 @@ handler_t signal_with(int sig, handler_t h, int flags, bool mask_self) {
 
 }  // namespace
 
+void host_signal_calls_start() {
+    real.sigprocmask = next_fn<mask_fn>("sigprocmask");
+    real.pthread_sigmask = next_fn<mask_fn>("pthread_sigmask");
+    real.sigsuspend = next_fn<int (*)(const sigset_t*)>("sigsuspend");
+    real.sigpending = next_fn<int (*)(sigset_t*)>("sigpending");
+    real.siglongjmp = next_fn<longjmp_fn>("siglongjmp");
+    real.longjmp_chk = next_fn<longjmp_fn>("__longjmp_chk");
+}
+
 // ---- The C library's entry points ---------------------------------------------------------------
 
 extern "C" {
@@ -105,13 +129,11 @@ handler_t sysv_signal(int sig, handler_t h) {
 handler_t __sysv_signal(int sig, handler_t h) { return sysv_signal(sig, h); }
 
 int sigprocmask(int how, const sigset_t* set, sigset_t* old) {
-    static mask_fn f = next_fn<mask_fn>("sigprocmask");
-    return any_mask(__builtin_return_address(0), f, how, set, old);
+    return any_mask(__builtin_return_address(0), libc().sigprocmask, how, set, old);
 }
 
 int pthread_sigmask(int how, const sigset_t* set, sigset_t* old) {
-    static mask_fn f = next_fn<mask_fn>("pthread_sigmask");
-    return any_mask(__builtin_return_address(0), f, how, set, old);
+    return any_mask(__builtin_return_address(0), libc().pthread_sigmask, how, set, old);
 }
 
 int sighold(int sig) {
@@ -160,8 +182,7 @@ handler_t sigset(int sig, handler_t disp) {
 }
 
 int sigsuspend(const sigset_t* mask) {
-    typedef int (*fn)(const sigset_t*);
-    static fn f = next_fn<fn>("sigsuspend");
+    auto f = libc().sigsuspend;
     if (!host_signals_active()) return f(mask);
     uint8_t before = host_blocked_bits();
     host_blocked_bits() = host_kept_bits(mask);
@@ -197,9 +218,7 @@ int bsd_sigpause(int mask) { return __sigpause(mask, 0); }
 int __xpg_sigpause(int sig) { return __sigpause(sig, 1); }
 
 int sigpending(sigset_t* set) {
-    typedef int (*fn)(sigset_t*);
-    static fn f = next_fn<fn>("sigpending");
-    int rc = f(set);
+    int rc = libc().sigpending(set);
     if (rc == 0 && host_signals_active()) host_add_kept(set, host_pending_bits());
     return rc;
 }
@@ -252,15 +271,13 @@ int sigaltstack(const stack_t* ss, stack_t* old) {
 
 // In the C library longjmp, _longjmp and siglongjmp are one function.
 void siglongjmp(sigjmp_buf env, int val) {
-    static longjmp_fn f = next_fn<longjmp_fn>("siglongjmp");
-    jump(__builtin_return_address(0), f, env, val);
+    jump(__builtin_return_address(0), libc().siglongjmp, env, val);
 }
 void longjmp(jmp_buf env, int val) __attribute__((alias("siglongjmp")));
 void _longjmp(jmp_buf env, int val) __attribute__((alias("siglongjmp")));
 
 void __longjmp_chk(jmp_buf env, int val) {
-    static longjmp_fn f = next_fn<longjmp_fn>("__longjmp_chk");
-    jump(__builtin_return_address(0), f, env, val);
+    jump(__builtin_return_address(0), libc().longjmp_chk, env, val);
 }
 
 }  // extern "C"

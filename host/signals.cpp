@@ -299,6 +299,8 @@ int host_real_sigaltstack(const stack_t* ss, stack_t* old) {
 
 void host_signals_start(const char* path) {
     client_path = path;
+    sigset_t now;
+    real_pthread_sigmask(SIG_BLOCK, nullptr, &now);  // found now, not first in a handler
     for (int sig : KEPT) install_kept(sig);
     active = true;
 }
