@@ -49,7 +49,7 @@ void add_bits(sigset_t* s, uint8_t b) {
 
 struct sigaction program_acts[3];   // zero: SIG_DFL, empty mask, no flags
 struct sigaction emulator_acts[3];  // what the emulator installed (SIGSEGV, SIGBUS)
-uint8_t program_mask_bits[NSIG];    // other signals: the kept signals that their sa_mask had
+struct sigaction program_others[NSIG];  // other signals: what the program installed
 
 thread_local uint8_t blocked_bits;   // the kept signals the program has blocked
 thread_local uint8_t pending_bits;   // sent to the program while it blocked them
@@ -137,9 +137,11 @@ bool on_program_altstack(uintptr_t sp) {
 
 void run_handler(int sig, siginfo_t* info, ucontext_t* uc, struct sigaction a) {
     int i = kept_index(sig);
-    if (a.sa_flags & SA_RESETHAND) {
+    if ((a.sa_flags & SA_RESETHAND) && i >= 0) {
         program_acts[i] = {};
         install_kept(sig);
+    } else if (a.sa_flags & SA_RESETHAND) {
+        program_others[sig] = {};  // the kernel has reset its action already
     }
     uint8_t before = blocked_bits;
     sigset_t run = uc->uc_sigmask;
@@ -258,24 +260,43 @@ int emulator_sigaction(int sig, const struct sigaction* act, struct sigaction* o
     return 0;
 }
 
+// The program's handler of another signal runs behind this one, so that it sees its own mask
+// of the kept signals and its own alternate stack.
+void on_other(int sig, siginfo_t* info, void* context) {
+    struct sigaction a = program_others[sig];
+    if (a.sa_handler == SIG_DFL || a.sa_handler == SIG_IGN) return;
+    run_handler(sig, info, static_cast<ucontext_t*>(context), a);
+}
+
 int program_sigaction(int sig, const struct sigaction* act, struct sigaction* old) {
     int i = kept_index(sig);
-    if (sig <= 0 || sig >= NSIG || (i < 0 && act == nullptr)) return host_real_sigaction(sig, act, old);
-    if (i < 0) {
-        struct sigaction copy = *act;
-        strip(&copy.sa_mask);
-        uint8_t had = program_mask_bits[sig];
-        int rc = host_real_sigaction(sig, &copy, old);
-        if (rc != 0) return rc;
-        program_mask_bits[sig] = bits_of(&act->sa_mask);
-        if (old) add_bits(&old->sa_mask, had);
+    if (sig <= 0 || sig >= NSIG) return host_real_sigaction(sig, act, old);
+    if (i >= 0) {
+        if (old) *old = program_acts[i];
+        if (act) {
+            program_acts[i] = *act;
+            install_kept(sig);
+        }
         return 0;
     }
-    if (old) *old = program_acts[i];
+    struct sigaction was, before = program_others[sig];
+    if (host_real_sigaction(sig, nullptr, &was) != 0) return -1;
+    bool wrapped = (was.sa_flags & SA_SIGINFO) && was.sa_sigaction == on_other;
     if (act) {
-        program_acts[i] = *act;
-        install_kept(sig);
+        struct sigaction k = *act;
+        strip(&k.sa_mask);
+        if (act->sa_handler != SIG_DFL && act->sa_handler != SIG_IGN) {
+            k.sa_sigaction = on_other;
+            k.sa_flags |= SA_SIGINFO;
+        }
+        program_others[sig] = *act;
+        if (host_real_sigaction(sig, &k, nullptr) != 0) {
+            program_others[sig] = before;
+            return -1;
+        }
     }
+    // What the program installed, unless the action is not the program's (or the kernel reset it).
+    if (old) *old = wrapped || before.sa_handler == was.sa_handler ? before : was;
     return 0;
 }
 

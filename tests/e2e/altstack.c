@@ -36,6 +36,15 @@ static void on_segv(int sig) {
     siglongjmp(back, 1);
 }
 
+static void on_usr1(int sig) {
+    (void)sig;
+    volatile int local = 0;
+    handler_local = (uintptr_t)&local;
+    stack_t now;
+    sigaltstack(NULL, &now);
+    handler_flags = now.ss_flags;
+}
+
 static int fault_with(void (*fn)(const void*), const void* p) {
     handler_local = 0;
     handler_flags = -1;
@@ -78,6 +87,15 @@ int main(void) {
               "%s: the handler ran at %#lx, not on the program's alternate stack", cases[i].what, (unsigned long)handler_local);
         CHECK(handler_flags == SS_ONSTACK, "%s: ss_flags %d in the handler", cases[i].what, handler_flags);
     }
+    // Another signal's SA_ONSTACK handler runs there too.
+    sa.sa_handler = on_usr1;
+    sigaction(SIGUSR1, &sa, NULL);
+    handler_local = 0;
+    raise(SIGUSR1);
+    CHECK(handler_local >= (uintptr_t)alt && handler_local < (uintptr_t)alt + ALT,
+          "SIGUSR1: the handler ran at %#lx, not on the program's alternate stack", (unsigned long)handler_local);
+    CHECK(handler_flags == SS_ONSTACK, "SIGUSR1: ss_flags %d in the handler", handler_flags);
+
     static uint64_t word = 0x0123456789ABCDEFull;
     CHECK(sve_first_word(&word) == word, "SVE load of readable memory");
     printf("altstack: %d failures\n", check_failures);

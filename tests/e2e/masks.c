@@ -18,6 +18,20 @@ static void on_segv(int sig) {
     segv_count++;
 }
 
+// A SIGUSR1 handler whose action blocks every signal, run from sigsuspend: it does SVE work
+// and reads the mask it runs with.
+static const int32_t* usr1_data;
+static volatile int64_t usr1_sum;
+static volatile int usr1_saw_all;
+static int has_all(const sigset_t* s);
+static void on_usr1(int sig) {
+    (void)sig;
+    usr1_sum = sum_sve(usr1_data, 500);
+    sigset_t now;
+    sigprocmask(SIG_BLOCK, NULL, &now);
+    usr1_saw_all = has_all(&now);
+}
+
 static int has_all(const sigset_t* s) {
     static const int sigs[] = {SIGILL, SIGSEGV, SIGBUS, SIGUSR1, SIGTERM, SIGALRM};
     for (unsigned i = 0; i < sizeof sigs / sizeof sigs[0]; i++)
@@ -73,6 +87,30 @@ int main(void) {
     sigprocmask(SIG_SETMASK, &old, NULL);
     sigprocmask(SIG_BLOCK, NULL, &now);
     CHECK(sigismember(&now, SIGBUS) == 0 && sigismember(&now, SIGUSR1) == 0, "mask not restored");
+
+    // sigsuspend with every signal but SIGUSR1 blocked, into a handler that blocks everything.
+    struct sigaction sa;
+    memset(&sa, 0, sizeof sa);
+    sa.sa_handler = on_usr1;
+    sigfillset(&sa.sa_mask);
+    sigaction(SIGUSR1, &sa, NULL);
+    struct sigaction back;
+    sigaction(SIGUSR1, NULL, &back);
+    CHECK(back.sa_handler == on_usr1 && has_all(&back.sa_mask), "SIGUSR1 action read back");
+    usr1_data = a;
+    int64_t expect500 = 0;
+    for (int i = 0; i < 500; i++) expect500 += a[i];
+    sigprocmask(SIG_BLOCK, &all, NULL);
+    raise(SIGUSR1);
+    CHECK(usr1_sum == 0, "SIGUSR1 ran while blocked");
+    sigset_t wait = all;
+    sigdelset(&wait, SIGUSR1);
+    CHECK(sigsuspend(&wait) == -1, "sigsuspend");
+    CHECK(usr1_sum == expect500, "SVE sum in the handler %lld, expected %lld", (long long)usr1_sum, (long long)expect500);
+    CHECK(usr1_saw_all, "the handler's mask lacks a signal of its action's mask");
+    sigprocmask(SIG_BLOCK, NULL, &now);
+    CHECK(has_all(&now), "mask after sigsuspend");
+    sigprocmask(SIG_SETMASK, &old, NULL);
 
     printf("masks: %d failures\n", check_failures);
     return check_failures != 0;
