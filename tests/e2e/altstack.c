@@ -26,23 +26,24 @@ static sigjmp_buf back;
 static volatile uintptr_t handler_local;
 static volatile int handler_flags;
 
-static void on_segv(int sig) {
-    (void)sig;
+// Where the handler runs, and what sigaltstack says there.
+static void note_stack(void) {
     volatile int local = 0;
     handler_local = (uintptr_t)&local;
     stack_t now;
     sigaltstack(NULL, &now);
     handler_flags = now.ss_flags;
+}
+
+static void on_segv(int sig) {
+    (void)sig;
+    note_stack();
     siglongjmp(back, 1);
 }
 
 static void on_usr1(int sig) {
     (void)sig;
-    volatile int local = 0;
-    handler_local = (uintptr_t)&local;
-    stack_t now;
-    sigaltstack(NULL, &now);
-    handler_flags = now.ss_flags;
+    note_stack();
 }
 
 static int fault_with(void (*fn)(const void*), const void* p) {
