@@ -10,7 +10,7 @@
 #include "sve_sum.h"
 
 // Sum with saturating SVE adds (a generic-tier row) over 32-bit lanes.
-SVE_SUM(sum_sve, int32_t, "s", "ld1w {z1.s}, p0/z, [%[a], x9, lsl #2]", "sqadd z0.s, z0.s, z1.s", "saddv d0, p1, z0.s")
+SVE_SUM(sum_sve, int32_t, "s", "ld1w {z1.s}, p0/z, [%[a], x9, lsl #2]", "sqadd z0.s, z0.s, z1.s", "incw", "saddv d0, p1, z0.s")
 
 static volatile int segv_count;
 static void on_segv(int sig) {

@@ -34,7 +34,7 @@ static void trial_sve(void) { __asm__ volatile("ptrue p0.b\n\tcntb x0" ::: "x0",
 static void trial_undefined(void) { __asm__ volatile("udf #3"); }
 
 // Sum of squares with SVE, the loop compilers emit for vectorised reductions.
-SVE_SUM(sum_squares_sve, int32_t, "d", "ld1sw {z1.d}, p0/z, [%[a], x9, lsl #2]", "mla z0.d, p0/m, z1.d, z1.d",
+SVE_SUM(sum_squares_sve, int32_t, "d", "ld1sw {z1.d}, p0/z, [%[a], x9, lsl #2]", "mla z0.d, p0/m, z1.d, z1.d", "incd",
         "uaddv d0, p1, z0.d")
 
 int main(void) {
