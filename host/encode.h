@@ -23,7 +23,7 @@ static_assert(HOST_EMULATOR_STACK_BYTES % 4096 == 0 && HOST_EMULATOR_STACK_BYTES
               "the call compares against it as a 12-bit immediate shifted by 12");
 
 // Saving a spill slot needs one register free to address the thread's block, and AArch64 has no
-// store without a base register: the scratch register waits this far below sp for three
+// store without a base register: the scratch register waits this far below sp for four
 // instructions, beyond the vector a program may keep just below sp.
 constexpr int HOST_SCRATCH_BELOW_SP = 256;
 
