@@ -73,6 +73,16 @@ static void on_signal(int sig, siginfo_t* info, void* context) {
     if (jump_back) siglongjmp(back, 1);
 }
 
+// A handler that makes the faulting page writable and returns: the instruction runs again.
+static long page_size;
+static volatile int retries;
+static void on_segv_unprotect(int sig, siginfo_t* info, void* context) {
+    (void)sig;
+    (void)context;
+    retries++;
+    mprotect((void*)((uintptr_t)info->si_addr & ~(uintptr_t)(page_size - 1)), (size_t)page_size, PROT_READ | PROT_WRITE);
+}
+
 static void install(int sig, int flags) {
     struct sigaction sa;
     memset(&sa, 0, sizeof sa);
@@ -167,6 +177,28 @@ int main(void) {
     CHECK(seen.count == 1 && seen.sig == SIGBUS, "raise SIGBUS: count %d", seen.count);
     sigaction(SIGBUS, NULL, &old);
     CHECK(old.sa_handler == SIG_DFL, "SIGBUS action after SA_RESETHAND is not SIG_DFL");
+
+    // An SVE store into a protected page, whose handler unprotects it and returns: the store
+    // runs again and completes; a second round after the word was patched.
+    page_size = page;
+    struct sigaction unprotect;
+    memset(&unprotect, 0, sizeof unprotect);
+    unprotect.sa_sigaction = on_segv_unprotect;
+    unprotect.sa_flags = SA_SIGINFO;
+    sigaction(SIGSEGV, &unprotect, NULL);
+    for (int round = 0; round < 2; round++) {
+        uint64_t out[10] = {0};
+        mprotect(guard, page, PROT_NONE);
+        retries = 0;
+        __asm__ volatile("ptrue p0.d\n\tmov z0.d, #7\n\tst1d {z0.d}, p0, [%0]\n\tld1d {z1.d}, p0/z, [%0]\n\t"
+                         "st1d {z1.d}, p0, [%1]"
+                         :
+                         : "r"(guard), "r"(out)
+                         : "memory", "p0", "v0", "v1");
+        CHECK(retries == 1, "round %d: %d faults of the store, expected 1", round, retries);
+        CHECK(out[0] == 7 && out[9] == 7, "round %d: stored %llu and %llu, expected 7", round, (unsigned long long)out[0],
+              (unsigned long long)out[9]);
+    }
 
     printf("faults: %d failures\n", check_failures);
     return check_failures != 0;
