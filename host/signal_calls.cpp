@@ -67,7 +67,7 @@ const sigset_t* temporary_mask(const sigset_t* mask, sigset_t* copy) {
     return copy;
 }
 
-handler_t signal_with(int sig, handler_t h, int flags, bool mask_self) {
+handler_t signal_with(void* ret, int sig, handler_t h, int flags, bool mask_self) {
     if (sig <= 0 || sig >= NSIG || h == SIG_ERR) {
         errno = EINVAL;
         return SIG_ERR;
@@ -77,7 +77,7 @@ handler_t signal_with(int sig, handler_t h, int flags, bool mask_self) {
     sigemptyset(&act.sa_mask);
     if (mask_self) sigaddset(&act.sa_mask, sig);
     act.sa_flags = flags;
-    if (host_program_sigaction(sig, &act, &old) < 0) return SIG_ERR;
+    if (host_any_sigaction(ret, sig, &act, &old) < 0) return SIG_ERR;
     return old.sa_handler;
 }
 
@@ -111,22 +111,20 @@ int sigaction(int sig, const struct sigaction* act, struct sigaction* old) {
     return host_any_sigaction(__builtin_return_address(0), sig, act, old);
 }
 
-int __sigaction(int sig, const struct sigaction* act, struct sigaction* old) {
-    return host_any_sigaction(__builtin_return_address(0), sig, act, old);
-}
+int __sigaction(int sig, const struct sigaction* act, struct sigaction* old) __attribute__((alias("sigaction")));
 
 handler_t signal(int sig, handler_t h) {
     if (!host_signals_active()) return next_fn<handler_t (*)(int, handler_t)>("signal")(sig, h);
-    return signal_with(sig, h, sigismember(&interrupting, sig) == 1 ? 0 : SA_RESTART, true);
+    return signal_with(__builtin_return_address(0), sig, h, sigismember(&interrupting, sig) == 1 ? 0 : SA_RESTART, true);
 }
-handler_t bsd_signal(int sig, handler_t h) { return signal(sig, h); }
-handler_t ssignal(int sig, handler_t h) { return signal(sig, h); }
+handler_t bsd_signal(int sig, handler_t h) __attribute__((alias("signal")));
+handler_t ssignal(int sig, handler_t h) __attribute__((alias("signal")));
 
 handler_t sysv_signal(int sig, handler_t h) {
     if (!host_signals_active()) return next_fn<handler_t (*)(int, handler_t)>("sysv_signal")(sig, h);
-    return signal_with(sig, h, SA_RESETHAND | SA_NODEFER, false);
+    return signal_with(__builtin_return_address(0), sig, h, SA_RESETHAND | SA_NODEFER, false);
 }
-handler_t __sysv_signal(int sig, handler_t h) { return sysv_signal(sig, h); }
+handler_t __sysv_signal(int sig, handler_t h) __attribute__((alias("sysv_signal")));
 
 int sigprocmask(int how, const sigset_t* set, sigset_t* old) {
     return any_mask(__builtin_return_address(0), libc().sigprocmask, how, set, old);
@@ -150,7 +148,7 @@ int sigrelse(int sig) {
     return sigprocmask(SIG_UNBLOCK, &s, nullptr);
 }
 
-int sigignore(int sig) { return signal_with(sig, SIG_IGN, 0, false) == SIG_ERR ? -1 : 0; }
+int sigignore(int sig) { return signal_with(__builtin_return_address(0), sig, SIG_IGN, 0, false) == SIG_ERR ? -1 : 0; }
 
 int siginterrupt(int sig, int flag) {
     struct sigaction act;
