@@ -11,8 +11,26 @@
 
 #include "sve/memory/trace.h"
 
+inline uint32_t record_thread_field(const sve_mem_ref_t& r) {
+    uint32_t t;
+    std::memcpy(&t, r.reserved, sizeof t);
+    return t;
+}
+
 constexpr char SVE_TRACE_MAGIC[8] = {'S', 'V', 'E', 'T', 'R', 'A', 'C', 'E'};
-constexpr uint32_t SVE_TRACE_VERSION = 1;
+// Version 2 adds what version 1 files lack to tell threads apart: the thread that sent each
+// marker, and a record per traced thread with its kernel thread id. Version 1 files stay readable.
+constexpr uint32_t SVE_TRACE_VERSION = 2;
+constexpr uint32_t SVE_TRACE_VERSION_MIN = 1;
+
+// Records that the companion adds in a version 2 file (thread_id is the kind of record; such
+// records have no memory access):
+//  - a marker record (thread_id roi_start_id or roi_stop_id) carries in `reserved` the thread_id
+//    of the thread that executed the marker (low 32 bits of pthread_self(), as in its memory
+//    records); version 1 files have zero there;
+//  - a thread record (thread_id trace_thread_id): `reserved` holds the traced thread's thread_id,
+//    `size` its kernel thread id (gettid), `count` 0; one per thread, before its first record.
+constexpr uint32_t trace_thread_id = 0xFFFFFFFDu;
 
 // Fixed part of the header; the application name follows, zero-padded to a multiple of 8.
 struct sve_trace_header {
@@ -51,7 +69,7 @@ inline bool read_trace_file(const char* path, sve_trace_contents& out, std::stri
     }
     std::memcpy(&out.header, data.data(), sizeof out.header);
     const sve_trace_header& h = out.header;
-    if (std::memcmp(h.magic, SVE_TRACE_MAGIC, 8) != 0 || h.version != SVE_TRACE_VERSION ||
+    if (std::memcmp(h.magic, SVE_TRACE_MAGIC, 8) != 0 || h.version < SVE_TRACE_VERSION_MIN || h.version > SVE_TRACE_VERSION ||
         h.record_bytes != sizeof(sve_mem_ref_t) || h.header_bytes < sizeof h + h.name_bytes ||
         h.header_bytes > data.size()) {
         error = "bad header";

@@ -57,9 +57,9 @@ bool open_trace(trace_stream& s, const char* path, std::string& error) {
         return false;
     }
     const sve_trace_header& h = s.header;
-    if (h.version != SVE_TRACE_VERSION) {
-        error = "trace format version " + std::to_string(h.version) + ", this tool reads version " +
-                std::to_string(SVE_TRACE_VERSION);
+    if (h.version < SVE_TRACE_VERSION_MIN || h.version > SVE_TRACE_VERSION) {
+        error = "trace format version " + std::to_string(h.version) + ", this tool reads versions " +
+                std::to_string(SVE_TRACE_VERSION_MIN) + " to " + std::to_string(SVE_TRACE_VERSION);
         return false;
     }
     if (h.record_bytes != sizeof(sve_mem_ref_t)) {

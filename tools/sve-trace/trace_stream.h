@@ -14,6 +14,15 @@ namespace sve_trace {
 inline bool is_start(const sve_mem_ref_t& r) { return r.thread_id == roi_start_id; }
 inline bool is_stop(const sve_mem_ref_t& r) { return r.thread_id == roi_stop_id; }
 inline bool is_marker(const sve_mem_ref_t& r) { return is_start(r) || is_stop(r); }
+// A thread record (version 2): a traced thread and its kernel thread id; no memory access.
+inline bool is_thread_record(const sve_mem_ref_t& r) { return r.thread_id == trace_thread_id; }
+// Any record without a memory access.
+inline bool is_meta(const sve_mem_ref_t& r) { return is_marker(r) || is_thread_record(r); }
+// The thread that executed a marker (version 2), or that a thread record describes; 0 in a
+// version 1 file, where markers do not say.
+inline uint32_t record_thread(const sve_mem_ref_t& r) { return record_thread_field(r); }
+// The kernel thread id of a thread record.
+inline uint64_t record_kernel_tid(const sve_mem_ref_t& r) { return r.size; }
 
 struct trace_stream {
     FILE* file = nullptr;
