@@ -106,9 +106,13 @@ TEST(TraceElf, SummaryNamesFunctions) {
         if (u.give_base) args.insert(args.end(), {"--base", std::to_string(u.bias)});
         run_result r = run_tool(args);
         ASSERT_EQ(r.status, 0) << r.err;
-        std::string line1 = std::string(hex(k + 4)) + "           2             120               0  sve_kernel+0x4";
-        std::string line2 = std::string(hex(k + 8)) + "           1               0              16  sve_kernel+0x8";
-        std::string line3 = std::string(hex(k)) + "           1               8               0  sve_kernel\n";
+        // Patterns: k + 4 steps from 0x1000 to 0x2000, the others have one record each.
+        std::string line1 = std::string(hex(k + 4)) + "           2             120               0  stride 4096   "
+                                                      "  sve_kernel+0x4";
+        std::string line2 = std::string(hex(k + 8)) + "           1               0              16  -             "
+                                                      "  sve_kernel+0x8";
+        std::string line3 = std::string(hex(k)) + "           1               8               0  -             "
+                                                  "  sve_kernel\n";
         EXPECT_NE(r.out.find(line1), std::string::npos) << u.leaf << "\n" << r.out;
         EXPECT_NE(r.out.find(line2), std::string::npos) << u.leaf << "\n" << r.out;
         EXPECT_NE(r.out.find(line3), std::string::npos) << u.leaf << "\n" << r.out;

@@ -65,13 +65,14 @@ TEST(TraceTool, BadInputsGiveOneLineAndAStatus) {
         {"another format", {"dump", "@"}, "\x7f" "ELF\2\1\1\0 some program, not a trace at all.........", false, 1,
          "not a trace file (bad magic)"},
         {"short other format", {"dump", "@"}, "hello\n", false, 1, "bad magic"},
-        {"another version", {"plot", "@", "-o", "x.svg"}, trace_bytes(two, "app", 2), false, 1,
-         "trace format version 2, this tool reads version 1"},
+        {"another version", {"plot", "@", "-o", "x.svg"}, trace_bytes(two, "app", 3), false, 1,
+         "trace format version 3, this tool reads versions 1 to 2"},
         {"another record size", {"dump", "@"}, trace_bytes(two, "app", 1, 40), false, 1, "records of 40 bytes"},
         {"corrupt header", {"dump", "@"}, bad_name_len, false, 1, "corrupt header"},
         {"unknown command", {"show", "@"}, good, false, 2, "unknown command 'show'"},
         {"unknown option", {"summary", "@", "--bin", "x"}, good, false, 2, "unknown option '--bin' for summary"},
-        {"option of another command", {"dump", "@", "--region", "1"}, good, false, 2, "unknown option '--region'"},
+        {"option of another command", {"dump", "@", "--binary", "x"}, good, false, 2, "unknown option '--binary'"},
+        {"option of another command", {"summary", "@", "--l1", "32K:8:64"}, good, false, 2, "unknown option '--l1'"},
         {"missing value", {"summary", "@", "--binary"}, good, false, 2, "option '--binary' needs a value"},
         {"not a number", {"plot", "@", "-o", "x.svg", "--region", "two"}, good, false, 2, "needs a number"},
         {"region 0", {"plot", "@", "-o", "x.svg", "--region", "0"}, good, false, 2, "numbered from 1"},
@@ -207,9 +208,9 @@ TEST(TraceTool, SummarySplitsByRegionAndThread) {
     // Threads by traffic: A (236 bytes) before B (112).
     EXPECT_LT(r.out.find("0x1111aaaa "), r.out.find("0x2222bbbb "));
     EXPECT_EQ(row_of(r.out, "instructions by traffic (6 of 6)", "0x0000000000000408"),
-              (row{"0x0000000000000408", "1", "100", "0"}));
+              (row{"0x0000000000000408", "1", "100", "0", "-"}));  // one record: no step
     EXPECT_EQ(row_of(r.out, "instructions by traffic (6 of 6)", "0x0000000000000500"),
-              (row{"0x0000000000000500", "2", "80", "0"}));
+              (row{"0x0000000000000500", "2", "80", "0", "stride", "512"}));  // 0x9200 - 0x9000
     unlink(path.c_str());
 }
 
@@ -251,7 +252,15 @@ TEST(TraceTool, FileOfTheCompanionLibrary) {
     unsetenv("SVE_TRACE_FILE");
     run_result r = run_tool({"summary", path});
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(field(r.out, "records"), "3002 (3000 memory, 2 markers)");
+    // Version 2: the companion adds a record for the thread, and the markers name it.
+    EXPECT_EQ(field(r.out, "records"), "3003 (3000 memory, 2 markers, 1 thread records)");
+    char self_hex[16];
+    std::snprintf(self_hex, sizeof self_hex, "0x%08x", self);
+    using row = std::vector<std::string>;
+    EXPECT_EQ(row_of(r.out, "threads", self_hex),
+              (row{self_hex, std::to_string(gettid()), "1", "3000", std::to_string(rd), std::to_string(wr)}));
+    EXPECT_EQ(row_of(r.out, "regions", "1"), (row{"1", self_hex, "1", "3002", "3000", std::to_string(rd),
+                                                  std::to_string(wr)}));
     EXPECT_EQ(field(r.out, "read"), std::to_string(rd) + " bytes in 2000 records");
     EXPECT_EQ(field(r.out, "written"), std::to_string(wr) + " bytes in 1000 records");
     EXPECT_EQ(field(r.out, "application"), "companion_app (pid " + std::to_string(getpid()) +

@@ -53,14 +53,10 @@ int cmd_plot(const context& c, const options& opt) {
     std::string error;
     regions reg;
     if (!find_regions(c, reg, error)) return file_error(c, error);
-    if (opt.region > 0 && size_t(opt.region) > reg.start_index.size()) {
-        std::fprintf(c.err, "sve-trace: %s: no region %ld, the trace has %zu\n", c.s->path.c_str(), opt.region,
-                     reg.start_index.size());
-        return 1;
-    }
-    auto wanted = [&](const sve_mem_ref_t& r) {
-        return !is_marker(r) && (opt.region == 0 || reg.of(r.count) == size_t(opt.region));
-    };
+    selection sel;
+    int status = 0;
+    if (!make_selection(c, opt, reg, sel, status)) return status;
+    auto wanted = [&](const sve_mem_ref_t& r) { return !is_meta(r) && sel.wants(r); };
     // First the ranges of both axes.
     uint64_t n = 0, cmin = UINT64_MAX, cmax = 0, amin = UINT64_MAX, amax = 0;
     if (!each_record(c, [&](const sve_mem_ref_t& r) {

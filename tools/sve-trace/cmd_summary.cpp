@@ -1,11 +1,13 @@
-// summary: totals, then traffic per region, per thread and per instruction address.
+// summary: totals, then traffic per region, per thread and per instruction address with its
+// access pattern; over several files, the totals of each and of all.
 #include <algorithm>
 #include <cinttypes>
 #include <unordered_map>
 #include <vector>
 
+#include "tools/sve-trace/access_pattern.h"
 #include "tools/sve-trace/command.h"
-#include "tools/sve-trace/elf_symbols.h"
+#include "tools/sve-trace/pc_names.h"
 #include "tools/sve-trace/regions.h"
 
 namespace sve_trace {
@@ -38,96 +40,142 @@ void print_traffic(FILE* o, const traffic& t) {
     std::fprintf(o, "  %10" PRIu64 "  %14" PRIu64 "  %14" PRIu64 "\n", t.records, t.read_bytes, t.write_bytes);
 }
 
+void print_regions(FILE* o, const regions& reg, const selection& sel, const std::vector<traffic>& per_region) {
+    bool threads = reg.per_thread;
+    std::fprintf(o, "\nregions\n  %6s", "region");
+    if (threads) std::fprintf(o, "  %-10s", "thread");
+    std::fprintf(o, "  %12s  %12s  %10s  %14s  %14s\n", "start", "end", "records", "read bytes", "written bytes");
+    bool restarted = false;
+    for (size_t k = 1; k < per_region.size(); k++) {
+        const region& g = reg.list[k - 1];
+        if ((sel.region && k != sel.region) || (sel.by_thread && threads && g.thread != sel.thread)) continue;
+        char end[24];
+        if (g.end)
+            std::snprintf(end, sizeof end, "%" PRIu64 "%s", g.end, g.stopped ? "" : "*");
+        else
+            std::snprintf(end, sizeof end, "open");
+        restarted |= g.end && !g.stopped;
+        std::fprintf(o, "  %6zu", k);
+        if (threads) std::fprintf(o, "  0x%08x", g.thread);
+        std::fprintf(o, "  %12" PRIu64 "  %12s", g.begin, end);
+        print_traffic(o, per_region[k]);
+    }
+    if (!sel.region && (per_region[0].records || per_region.size() == 1)) {
+        std::fprintf(o, "  %-6s", "none");
+        if (threads) std::fprintf(o, "  %-10s", "-");
+        std::fprintf(o, "  %12s  %12s", "-", "-");
+        print_traffic(o, per_region[0]);
+    }
+    if (restarted)
+        std::fprintf(o, "  * ended by the next start marker%s, no stop in between\n", threads ? " of its thread" : "");
+}
+
+void print_threads(FILE* o, const regions& reg, const std::unordered_map<uint32_t, traffic>& per_thread) {
+    bool v2 = reg.per_thread;
+    std::unordered_map<uint32_t, size_t> started;
+    for (const region& g : reg.list) started[g.thread]++;
+    std::fprintf(o, "\nthreads\n  %-10s", "thread");
+    if (v2) std::fprintf(o, "  %10s  %7s", "kernel tid", "regions");
+    std::fprintf(o, "  %10s  %14s  %14s\n", "records", "read bytes", "written bytes");
+    for (const auto& [id, t] : by_traffic(per_thread)) {
+        std::fprintf(o, "  0x%08x", id);
+        if (v2) {
+            auto tid = reg.kernel_tid.find(id);
+            auto n = started.find(id);
+            std::fprintf(o, "  %10s  %7zu",
+                         tid == reg.kernel_tid.end() ? "-" : std::to_string(tid->second).c_str(),
+                         n == started.end() ? 0 : n->second);
+        }
+        print_traffic(o, t);
+    }
+}
+
 }  // namespace
 
-int cmd_summary(const context& c, const options& opt) {
+int cmd_summary(const context& c, const options& opt, file_totals& totals) {
     FILE* o = c.out;
     std::string error;
-    elf_symbols syms;
-    if (!opt.binary.empty() && !load_elf_symbols(opt.binary.c_str(), syms, error)) {
-        std::fprintf(c.err, "sve-trace: %s\n", error.c_str());
-        return 1;
-    }
+    pc_names names;
+    if (!load_pc_names(c, opt, names)) return 1;
     regions reg;
     if (!find_regions(c, reg, error)) return file_error(c, error);
+    selection sel;
+    int status = 0;
+    if (!make_selection(c, opt, reg, sel, status)) return status;
 
     traffic total;
-    uint64_t markers = 0;
-    std::vector<traffic> per_region(reg.start_index.size() + 1);  // [0]: outside every region
+    uint64_t markers = 0, thread_records = 0;
+    std::vector<traffic> per_region(reg.list.size() + 1);  // [0]: outside every region
     std::unordered_map<uint32_t, traffic> per_thread;
     std::unordered_map<uint64_t, traffic> per_pc;
+    pattern_tracker patterns;
     if (!each_record(c, [&](const sve_mem_ref_t& r) {
-            if (is_marker(r)) {
-                markers++;
+            if (is_meta(r)) {
+                markers += is_marker(r) && sel.wants(r);
+                thread_records += is_thread_record(r) && sel.wants(r);
                 return;
             }
+            if (!sel.wants(r)) return;
             total.add(r);
-            per_region[reg.markers.empty() ? 0 : reg.of(r.count)].add(r);
+            per_region[reg.of(r)].add(r);
             per_thread[r.thread_id].add(r);
             per_pc[r.pc].add(r);
+            patterns.add(r);
         }, error))
         return file_error(c, error);
 
     const sve_trace_header& h = c.s->header;
+    totals = {c.s->path, h.pid, total.records, total.reads, total.writes, total.read_bytes, total.write_bytes,
+              reg.list.size(), per_thread.size()};
     std::fprintf(o, "trace         %s\n", c.s->path.c_str());
     std::fprintf(o, "application   %s (pid %u), vector length %u bytes\n", c.s->app_name.c_str(), h.pid, h.vl_bytes);
-    std::fprintf(o, "records       %" PRIu64 " (%" PRIu64 " memory, %" PRIu64 " markers)\n", total.records + markers,
-                 total.records, markers);
+    print_selection(o, sel);
+    std::fprintf(o, "records       %" PRIu64 " (%" PRIu64 " memory, %" PRIu64 " markers", total.records + markers +
+                 thread_records, total.records, markers);
+    if (thread_records) std::fprintf(o, ", %" PRIu64 " thread records", thread_records);
+    std::fprintf(o, ")\n");
     std::fprintf(o, "read          %" PRIu64 " bytes in %" PRIu64 " records\n", total.read_bytes, total.reads);
     std::fprintf(o, "written       %" PRIu64 " bytes in %" PRIu64 " records\n", total.write_bytes, total.writes);
-    if (h.records != 0 && h.records != total.records + markers)
+    if (h.version < 2 && h.records != 0 && h.records != reg.records)  // version 2 counts slots
         std::fprintf(o, "warning       the header counts %" PRIu64 " records\n", h.records);
 
-    std::fprintf(o, "\nregions\n  %6s  %12s  %12s  %10s  %14s  %14s\n", "region", "start", "end", "records",
-                 "read bytes", "written bytes");
-    for (size_t k = 1; k < per_region.size(); k++) {
-        char end[24];
-        if (reg.end_count(k))
-            std::snprintf(end, sizeof end, "%" PRIu64 "%s", reg.end_count(k), reg.stopped(k) ? "" : "*");
-        else
-            std::snprintf(end, sizeof end, "open");
-        std::fprintf(o, "  %6zu  %12" PRIu64 "  %12s", k, reg.begin_count(k), end);
-        print_traffic(o, per_region[k]);
-    }
-    if (per_region[0].records || per_region.size() == 1) {
-        std::fprintf(o, "  %-6s  %12s  %12s", "none", "-", "-");
-        print_traffic(o, per_region[0]);
-    }
-    for (size_t k = 1; k < per_region.size(); k++)
-        if (!reg.stopped(k) && reg.end_count(k)) {
-            std::fprintf(o, "  * ended by the next start marker, no stop in between\n");
-            break;
-        }
-
-    std::fprintf(o, "\nthreads\n  %-10s  %10s  %14s  %14s\n", "thread", "records", "read bytes", "written bytes");
-    for (const auto& [id, t] : by_traffic(per_thread)) {
-        std::fprintf(o, "  0x%08x", id);
-        print_traffic(o, t);
-    }
+    print_regions(o, reg, sel, per_region);
+    print_threads(o, reg, per_thread);
 
     auto pcs = by_traffic(per_pc);
-    uint64_t bias = opt.base;
-    if (!opt.binary.empty() && !opt.have_base) {
-        std::vector<uint64_t> sample;
-        for (size_t i = 0; i < pcs.size() && i < 256; i++) sample.push_back(pcs[i].first);
-        bias = guess_load_bias(syms, sample);
-    }
+    std::vector<uint64_t> busiest;
+    for (const auto& p : pcs) busiest.push_back(p.first);
+    settle_bias(names, opt, busiest);
     size_t shown = opt.top > 0 ? std::min(pcs.size(), size_t(opt.top)) : pcs.size();
     std::fprintf(o, "\ninstructions by traffic (%zu of %zu)", shown, pcs.size());
-    if (bias) std::fprintf(o, ", %s loaded at 0x%" PRIx64, opt.binary.c_str(), bias);
-    std::fprintf(o, "\n  %-18s  %10s  %14s  %14s%s\n", "pc", "records", "read bytes", "written bytes",
-                 opt.binary.empty() ? "" : "  function");
+    if (names.bias) std::fprintf(o, ", %s loaded at 0x%" PRIx64, opt.binary.c_str(), names.bias);
+    std::fprintf(o, "\n  %-18s  %10s  %14s  %14s  %-14s%s\n", "pc", "records", "read bytes", "written bytes", "pattern",
+                 names.on ? "  function" : "");
     for (size_t i = 0; i < shown; i++) {
         const auto& [pc, t] = pcs[i];
-        std::fprintf(o, "  0x%016" PRIx64 "  %10" PRIu64 "  %14" PRIu64 "  %14" PRIu64, pc, t.records, t.read_bytes,
-                     t.write_bytes);
-        if (!opt.binary.empty()) {
-            std::string name = pc >= bias ? symbolize(syms, pc - bias) : "";
-            std::fprintf(o, "  %s", name.empty() ? "?" : name.c_str());
-        }
+        std::string pattern = pattern_name(patterns.by_pc[pc]);
+        std::fprintf(o, "  0x%016" PRIx64 "  %10" PRIu64 "  %14" PRIu64 "  %14" PRIu64 "  %-14s", pc, t.records,
+                     t.read_bytes, t.write_bytes, pattern.c_str());
+        if (names.on) std::fprintf(o, "  %s", pc_name(names, pc).c_str());
         std::fprintf(o, "\n");
     }
     return 0;
+}
+
+void print_file_totals(FILE* o, const std::vector<file_totals>& files) {
+    std::fprintf(o, "\nfiles\n  %-5s  %-30s  %8s  %7s  %7s  %10s  %14s  %14s\n", "rank", "file", "pid", "regions",
+                 "threads", "records", "read bytes", "written bytes");
+    file_totals all;
+    for (size_t i = 0; i < files.size(); i++) {
+        const file_totals& f = files[i];
+        std::fprintf(o, "  %-5zu  %-30s  %8u  %7zu  %7zu  %10" PRIu64 "  %14" PRIu64 "  %14" PRIu64 "\n", i,
+                     f.path.c_str(), f.pid, f.regions, f.threads, f.records, f.read_bytes, f.write_bytes);
+        all.records += f.records, all.read_bytes += f.read_bytes, all.write_bytes += f.write_bytes;
+        all.regions += f.regions, all.threads += f.threads;
+    }
+    std::fprintf(o, "  %-5s  %-30s  %8s  %7zu  %7zu  %10" PRIu64 "  %14" PRIu64 "  %14" PRIu64 "\n", "total",
+                 (std::to_string(files.size()) + " files").c_str(), "-", all.regions, all.threads, all.records,
+                 all.read_bytes, all.write_bytes);
 }
 
 }  // namespace sve_trace
