@@ -18,21 +18,6 @@ namespace {
 
 constexpr uint32_t TA = 0x1111AAAA, TB = 0x2222BBBB;  // two threads
 
-// The figures of the row of a summary table whose first column is `key`.
-std::vector<std::string> row_of(const std::string& out, const std::string& section, const std::string& key) {
-    bool in = false;
-    for (const std::string& l : lines(out)) {
-        if (l == section) in = true;
-        else if (l.empty()) in = false;
-        if (!in) continue;
-        std::istringstream ws(l);
-        std::vector<std::string> f;
-        for (std::string w; ws >> w;) f.push_back(w);
-        if (!f.empty() && f[0] == key) return f;
-    }
-    return {};
-}
-
 std::string field(const std::string& out, const std::string& label) {
     for (const std::string& l : lines(out))
         if (l.rfind(label, 0) == 0) return l.substr(l.find_first_not_of(' ', label.size()));
@@ -154,7 +139,7 @@ TEST(TraceTool, SummaryTotalsEqualTheFile) {
     EXPECT_EQ(field(r.out, "read"), std::to_string(rd) + " bytes in " + std::to_string(nrd) + " records");
     EXPECT_EQ(field(r.out, "written"), std::to_string(wr) + " bytes in " + std::to_string(nwr) + " records");
     EXPECT_EQ(field(r.out, "application"), "totals_app (pid 4242), vector length 80 bytes");
-    std::vector<std::string> region = row_of(r.out, "regions", "1");
+    std::vector<std::string> region = table_row(r.out, "regions", "1");
     ASSERT_EQ(region.size(), 6u);
     EXPECT_EQ(region[3], std::to_string(recs.size() - 2));
     EXPECT_EQ(region[4], std::to_string(rd));
@@ -200,16 +185,16 @@ TEST(TraceTool, SummarySplitsByRegionAndThread) {
     ASSERT_EQ(r.status, 0) << r.err;
     using row = std::vector<std::string>;
     // region, start, end, records, read bytes, written bytes
-    EXPECT_EQ(row_of(r.out, "regions", "1"), (row{"1", "10", "16", "5", "96", "48"}));
-    EXPECT_EQ(row_of(r.out, "regions", "2"), (row{"2", "30", "open", "2", "64", "40"}));
-    EXPECT_EQ(row_of(r.out, "regions", "none"), (row{"none", "-", "-", "1", "100", "0"}));
-    EXPECT_EQ(row_of(r.out, "threads", "0x1111aaaa"), (row{"0x1111aaaa", "5", "180", "56"}));
-    EXPECT_EQ(row_of(r.out, "threads", "0x2222bbbb"), (row{"0x2222bbbb", "3", "80", "32"}));
+    EXPECT_EQ(table_row(r.out, "regions", "1"), (row{"1", "10", "16", "5", "96", "48"}));
+    EXPECT_EQ(table_row(r.out, "regions", "2"), (row{"2", "30", "open", "2", "64", "40"}));
+    EXPECT_EQ(table_row(r.out, "regions", "none"), (row{"none", "-", "-", "1", "100", "0"}));
+    EXPECT_EQ(table_row(r.out, "threads", "0x1111aaaa"), (row{"0x1111aaaa", "5", "180", "56"}));
+    EXPECT_EQ(table_row(r.out, "threads", "0x2222bbbb"), (row{"0x2222bbbb", "3", "80", "32"}));
     // Threads by traffic: A (236 bytes) before B (112).
     EXPECT_LT(r.out.find("0x1111aaaa "), r.out.find("0x2222bbbb "));
-    EXPECT_EQ(row_of(r.out, "instructions by traffic (6 of 6)", "0x0000000000000408"),
+    EXPECT_EQ(table_row(r.out, "instructions by traffic (6 of 6)", "0x0000000000000408"),
               (row{"0x0000000000000408", "1", "100", "0", "-"}));  // one record: no step
-    EXPECT_EQ(row_of(r.out, "instructions by traffic (6 of 6)", "0x0000000000000500"),
+    EXPECT_EQ(table_row(r.out, "instructions by traffic (6 of 6)", "0x0000000000000500"),
               (row{"0x0000000000000500", "2", "80", "0", "stride", "512"}));  // 0x9200 - 0x9000
     unlink(path.c_str());
 }
@@ -257,9 +242,9 @@ TEST(TraceTool, FileOfTheCompanionLibrary) {
     char self_hex[16];
     std::snprintf(self_hex, sizeof self_hex, "0x%08x", self);
     using row = std::vector<std::string>;
-    EXPECT_EQ(row_of(r.out, "threads", self_hex),
+    EXPECT_EQ(table_row(r.out, "threads", self_hex),
               (row{self_hex, std::to_string(gettid()), "1", "3000", std::to_string(rd), std::to_string(wr)}));
-    EXPECT_EQ(row_of(r.out, "regions", "1"), (row{"1", self_hex, "1", "3002", "3000", std::to_string(rd),
+    EXPECT_EQ(table_row(r.out, "regions", "1"), (row{"1", self_hex, "1", "3002", "3000", std::to_string(rd),
                                                   std::to_string(wr)}));
     EXPECT_EQ(field(r.out, "read"), std::to_string(rd) + " bytes in 2000 records");
     EXPECT_EQ(field(r.out, "written"), std::to_string(wr) + " bytes in 1000 records");

@@ -89,4 +89,18 @@ std::vector<std::string> lines(const std::string& text) {
     return v;
 }
 
+std::vector<std::string> table_row(const std::string& out, const std::string& title, const std::string& key) {
+    bool in = false;
+    for (const std::string& l : lines(out)) {
+        if (l.rfind(title, 0) == 0) in = true;
+        else if (l.empty()) in = false;
+        if (!in) continue;
+        std::istringstream ws(l);
+        std::vector<std::string> f;
+        for (std::string w; ws >> w;) f.push_back(w);
+        if (!f.empty() && f[0] == key) return f;
+    }
+    return {};
+}
+
 }  // namespace trace_test

@@ -47,6 +47,10 @@ struct run_result {
 run_result run_tool(const std::vector<std::string>& args);
 
 std::vector<std::string> lines(const std::string& text);
+
+// The words of the row whose first word is `key` in a table of the tool's output: the lines from
+// one that starts with `title` to the next empty line. Empty when there is none.
+std::vector<std::string> table_row(const std::string& out, const std::string& title, const std::string& key);
 std::string read_file(const std::string& path);
 
 }  // namespace trace_test
