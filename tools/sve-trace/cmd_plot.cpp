@@ -18,6 +18,7 @@ namespace {
 
 constexpr int PLOT_W = 960, PLOT_H = 540;  // the plotting area in pixels
 constexpr int MARGIN_L = 150, MARGIN_R = 190, MARGIN_T = 50, MARGIN_B = 70;
+constexpr int MIN_MARK = 3;  // pixels: the least height of a mark in the points view
 
 // Colours of the threads in order of their first record: (read, write); the last pair stands for
 // every further thread. A single thread reads in blue and writes in red.
@@ -151,6 +152,7 @@ int cmd_plot(const context& c, const options& opt) {
             if (!wanted(r) || !clip(r, first, last)) return;
             int col = px(r.count);
             int ytop = py(last), ybot = py(first);
+            if (!density) ytop = std::max(0, std::min(ytop, ybot - (MIN_MARK - 1)));  // visible however small
             if (density) {
                 for (int yy = ytop; yy <= ybot; yy++) counts[size_t(yy) * PLOT_W + size_t(col)]++;
                 return;
@@ -168,7 +170,7 @@ int cmd_plot(const context& c, const options& opt) {
     const int W = MARGIN_L + PLOT_W + MARGIN_R, H = MARGIN_T + PLOT_H + MARGIN_B;
     const double xspan = double(x.hi - x.lo) + 1;
     // A record column is as wide as the records allow, so short traces show solid marks.
-    int w = std::clamp(int(PLOT_W / xspan), 1, 8);
+    int w = std::clamp(int(PLOT_W / xspan), MIN_MARK - 1, 8);
     std::fprintf(o, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n");
     std::fprintf(o, "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%d\" height=\"%d\" viewBox=\"0 0 %d %d\">\n",
                  W, H, W, H);

@@ -149,14 +149,17 @@ int cmd_summary(const context& c, const options& opt, file_totals& totals) {
     size_t shown = opt.top > 0 ? std::min(pcs.size(), size_t(opt.top)) : pcs.size();
     std::fprintf(o, "\ninstructions by traffic (%zu of %zu)", shown, pcs.size());
     if (names.bias) std::fprintf(o, ", %s loaded at 0x%" PRIx64, opt.binary.c_str(), names.bias);
-    std::fprintf(o, "\n  %-18s  %10s  %14s  %14s  %-14s%s\n", "pc", "records", "read bytes", "written bytes", "pattern",
-                 names.on ? "  function" : "");
+    std::fprintf(o, "\n  %-18s  %10s  %14s  %14s  %s\n", "pc", "records", "read bytes", "written bytes",
+                 names.on ? "pattern         function" : "pattern");
     for (size_t i = 0; i < shown; i++) {
         const auto& [pc, t] = pcs[i];
         std::string pattern = pattern_name(patterns.by_pc[pc]);
-        std::fprintf(o, "  0x%016" PRIx64 "  %10" PRIu64 "  %14" PRIu64 "  %14" PRIu64 "  %-14s", pc, t.records,
-                     t.read_bytes, t.write_bytes, pattern.c_str());
-        if (names.on) std::fprintf(o, "  %s", pc_name(names, pc).c_str());
+        std::fprintf(o, "  0x%016" PRIx64 "  %10" PRIu64 "  %14" PRIu64 "  %14" PRIu64 "  ", pc, t.records,
+                     t.read_bytes, t.write_bytes);
+        if (names.on)
+            std::fprintf(o, "%-14s  %s", pattern.c_str(), pc_name(names, pc).c_str());
+        else
+            std::fprintf(o, "%s", pattern.c_str());
         std::fprintf(o, "\n");
     }
     return 0;
