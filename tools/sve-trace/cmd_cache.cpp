@@ -48,15 +48,14 @@ std::vector<std::pair<K, cache_counts>> by_misses(const std::unordered_map<K, ca
 }  // namespace
 
 int cmd_cache(const context& c, const options& opt) {
-    FILE* o = c.out;
-    std::string error;
-    pc_names names;
-    if (!load_pc_names(c, opt, names)) return 1;
     regions reg;
-    if (!find_regions(c, reg, error)) return file_error(c, error);
     selection sel;
     int status = 0;
-    if (!make_selection(c, opt, reg, sel, status)) return status;
+    if (!read_selection(c, opt, reg, sel, status)) return status;
+    pc_names names;
+    if (!load_pc_names(c, opt, names)) return 1;
+    FILE* o = c.out;
+    std::string error;
 
     static cache_model model;  // the level arrays are reused from one run to the next
     make_model(model, opt.l1, opt.l2);
@@ -118,11 +117,7 @@ int cmd_cache(const context& c, const options& opt) {
     auto pcs = by_misses(per_pc);
     std::vector<uint64_t> busiest;
     for (const auto& p : pcs) busiest.push_back(p.first);
-    settle_bias(names, opt, busiest);
-    size_t shown = opt.top > 0 ? std::min(pcs.size(), size_t(opt.top)) : pcs.size();
-    std::fprintf(o, "\ninstructions by L1 misses (%zu of %zu)", shown, pcs.size());
-    if (names.bias) std::fprintf(o, ", %s loaded at 0x%" PRIx64, opt.binary.c_str(), names.bias);
-    std::fprintf(o, "\n");
+    size_t shown = instruction_title(o, names, opt, busiest, "L1 misses");
     print_heading(o, "pc", 18, two);
     std::fprintf(o, "%s\n", names.on ? "  function" : "");
     for (size_t i = 0; i < shown; i++) {

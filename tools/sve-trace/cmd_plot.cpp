@@ -94,10 +94,9 @@ struct axis {
 int cmd_plot(const context& c, const options& opt) {
     std::string error;
     regions reg;
-    if (!find_regions(c, reg, error)) return file_error(c, error);
     selection sel;
     int status = 0;
-    if (!make_selection(c, opt, reg, sel, status)) return status;
+    if (!read_selection(c, opt, reg, sel, status)) return status;
     // The part of a record inside the address window, false when none is.
     auto clip = [&](const sve_mem_ref_t& r, uint64_t& first, uint64_t& last) {
         first = r.address;

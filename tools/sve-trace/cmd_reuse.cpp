@@ -14,10 +14,9 @@ int cmd_reuse(const context& c, const options& opt) {
     FILE* o = c.out;
     std::string error;
     regions reg;
-    if (!find_regions(c, reg, error)) return file_error(c, error);
     selection sel;
     int status = 0;
-    if (!make_selection(c, opt, reg, sel, status)) return status;
+    if (!read_selection(c, opt, reg, sel, status)) return status;
 
     unsigned shift = 0;
     while ((uint64_t(1) << shift) < opt.line) shift++;

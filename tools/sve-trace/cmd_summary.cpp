@@ -98,10 +98,9 @@ int cmd_summary(const context& c, const options& opt, file_totals& totals) {
     pc_names names;
     if (!load_pc_names(c, opt, names)) return 1;
     regions reg;
-    if (!find_regions(c, reg, error)) return file_error(c, error);
     selection sel;
     int status = 0;
-    if (!make_selection(c, opt, reg, sel, status)) return status;
+    if (!read_selection(c, opt, reg, sel, status)) return status;
 
     traffic total;
     uint64_t markers = 0, thread_records = 0;
@@ -145,11 +144,8 @@ int cmd_summary(const context& c, const options& opt, file_totals& totals) {
     auto pcs = by_traffic(per_pc);
     std::vector<uint64_t> busiest;
     for (const auto& p : pcs) busiest.push_back(p.first);
-    settle_bias(names, opt, busiest);
-    size_t shown = opt.top > 0 ? std::min(pcs.size(), size_t(opt.top)) : pcs.size();
-    std::fprintf(o, "\ninstructions by traffic (%zu of %zu)", shown, pcs.size());
-    if (names.bias) std::fprintf(o, ", %s loaded at 0x%" PRIx64, opt.binary.c_str(), names.bias);
-    std::fprintf(o, "\n  %-18s  %10s  %14s  %14s  %s\n", "pc", "records", "read bytes", "written bytes",
+    size_t shown = instruction_title(o, names, opt, busiest, "traffic");
+    std::fprintf(o, "  %-18s  %10s  %14s  %14s  %s\n", "pc", "records", "read bytes", "written bytes",
                  names.on ? "pattern         function" : "pattern");
     for (size_t i = 0; i < shown; i++) {
         const auto& [pc, t] = pcs[i];

@@ -1,5 +1,8 @@
 #include "tools/sve-trace/pc_names.h"
 
+#include <algorithm>
+#include <cinttypes>
+
 namespace sve_trace {
 
 bool load_pc_names(const context& c, const options& opt, pc_names& n) {
@@ -18,6 +21,15 @@ void settle_bias(pc_names& n, const options& opt, const std::vector<uint64_t>& p
     if (!n.on || opt.have_base) return;
     std::vector<uint64_t> sample(pcs.begin(), pcs.begin() + std::min<size_t>(pcs.size(), 256));
     n.bias = guess_load_bias(n.syms, sample);
+}
+
+size_t instruction_title(FILE* o, pc_names& n, const options& opt, const std::vector<uint64_t>& pcs, const char* what) {
+    settle_bias(n, opt, pcs);
+    size_t shown = opt.top > 0 ? std::min(pcs.size(), size_t(opt.top)) : pcs.size();
+    std::fprintf(o, "\ninstructions by %s (%zu of %zu)", what, shown, pcs.size());
+    if (n.bias) std::fprintf(o, ", %s loaded at 0x%" PRIx64, opt.binary.c_str(), n.bias);
+    std::fprintf(o, "\n");
+    return shown;
 }
 
 std::string pc_name(const pc_names& n, uint64_t pc) {

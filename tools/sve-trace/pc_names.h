@@ -23,6 +23,10 @@ bool load_pc_names(const context& c, const options& opt, pc_names& n);
 // Sets the load address: --base, or the guess from the busiest addresses (first in `pcs`).
 void settle_bias(pc_names& n, const options& opt, const std::vector<uint64_t>& pcs);
 
+// Settles the load address from `pcs` (busiest first) and prints the title of an instruction
+// table: "instructions by WHAT (shown of all)" and the load address. Returns the rows to show.
+size_t instruction_title(FILE* o, pc_names& n, const options& opt, const std::vector<uint64_t>& pcs, const char* what);
+
 // "function+0xOFF", or "?" for an address outside every function.
 std::string pc_name(const pc_names& n, uint64_t pc);
 

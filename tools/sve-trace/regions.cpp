@@ -84,6 +84,15 @@ bool selection::wants(const sve_mem_ref_t& r) const {
     return region == 0 || reg->of(r) == region;
 }
 
+bool read_selection(const context& c, const options& opt, regions& reg, selection& sel, int& status) {
+    std::string error;
+    if (!find_regions(c, reg, error)) {
+        status = file_error(c, error);
+        return false;
+    }
+    return make_selection(c, opt, reg, sel, status);
+}
+
 void print_selection(FILE* o, const selection& sel) {
     if (!sel.by_thread && !sel.region) return;
     std::fprintf(o, "selection    ");

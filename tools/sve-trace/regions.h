@@ -62,6 +62,10 @@ struct selection {
     bool wants(const sve_mem_ref_t& r) const;
 };
 
+// find_regions, then make_selection: the start of every command that chooses records. False
+// with the error printed and `status` set.
+bool read_selection(const context& c, const options& opt, regions& reg, selection& sel, int& status);
+
 // "selection     thread T region R" when there is a choice.
 void print_selection(FILE* o, const selection& sel);
 
