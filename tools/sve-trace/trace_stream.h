@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "companion/trace_file.h"
 
@@ -30,8 +31,10 @@ struct trace_stream {
     sve_trace_header header{};
     std::string app_name;
     uint64_t file_bytes = 0;     // 0 when the size is unknown (a pipe)
-    uint64_t records = 0;        // whole records in the file, when the size is known
-    uint64_t records_read = 0;   // records handed out so far
+    uint64_t records = 0;        // record slots to read: the header's count (version 2), or the
+                                 // whole records in the file (version 1, when the size is known)
+    bool records_known = false;  // `records` is known (always for version 2)
+    uint64_t records_read = 0;   // slots read so far (unwritten ones are skipped, not handed out)
     bool started = false;        // a chunk has been read since the header
     bool progress = false;       // show a progress line on stderr
     int last_percent = -1;
@@ -45,10 +48,21 @@ bool open_trace(trace_stream& s, const char* path, std::string& error);
 // Goes back to the first record for another pass.
 bool rewind_trace(trace_stream& s, std::string& error);
 
-// Reads up to the size of `chunk` records; returns how many, 0 at the end. A partial record at
-// the end of a stream whose size was not known beforehand sets `error` and returns 0.
+// Reads up to the size of `chunk` records into `chunk`; returns how many, 0 at the end. Slots
+// that were never written are left out. A partial record at the end of a stream whose size was
+// not known beforehand sets `error` and returns 0.
 size_t read_chunk(trace_stream& s, std::string& error);
 
 void close_trace(trace_stream& s);
+
+// A whole trace in memory, for tests and small files.
+struct trace_contents {
+    sve_trace_header header;
+    std::string app_name;
+    std::vector<sve_mem_ref_t> records;
+};
+
+// Reads a whole trace file through the stream. False, with `error` set, when it cannot.
+bool read_trace_file(const char* path, trace_contents& out, std::string& error);
 
 }  // namespace sve_trace
