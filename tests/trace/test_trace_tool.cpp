@@ -63,9 +63,18 @@ TEST(TraceTool, BadInputsGiveOneLineAndAStatus) {
         {"region 0", {"plot", "@", "-o", "x.svg", "--region", "0"}, good, false, 2, "numbered from 1"},
         {"plot without output", {"plot", "@"}, good, false, 2, "plot needs an output file"},
         {"no file", {"summary"}, good, false, 2, "summary needs a trace file"},
-        {"two files", {"dump", "@", "@"}, good, false, 2, "unexpected argument"},
         {"region out of range", {"plot", "@", "-o", "x.svg", "--region", "3"}, good, false, 1, "no region 3"},
         {"binary not ELF", {"summary", "@", "--binary", "@"}, good, false, 1, "not an ELF file"},
+        {"cache shape", {"cache", "@", "--l1", "64K:4"}, good, false, 2, "needs SIZE:WAYS:LINE"},
+        {"cache line", {"cache", "@", "--l1", "64K:4:48"}, good, false, 2, "power of two"},
+        {"cache sets", {"cache", "@", "--l2", "1000:4:64"}, good, false, 2, "multiple of WAYS * LINE"},
+        {"no first level", {"cache", "@", "--l1", "0"}, good, false, 2, "cache needs a first level"},
+        {"reuse line", {"reuse", "@", "--line", "48"}, good, false, 2, "--line needs a power of two"},
+        {"sort key", {"dump", "@", "--sort", "address"}, good, false, 2, "--sort takes count or file"},
+        {"plot view", {"plot", "@", "-o", "x.svg", "--view", "dots"}, good, false, 2, "--view takes points"},
+        {"empty zoom", {"plot", "@", "-o", "x.svg", "--from", "9", "--to", "3"}, good, false, 2, "an empty range"},
+        {"two files to dump", {"dump", "@", "@"}, good, false, 2, "unexpected argument"},
+        {"unknown thread", {"reuse", "@", "--thread", "7"}, good, false, 1, "no thread 7 (0x7)"},
     };
     for (const bad& b : cases) {
         std::string path = b.no_file ? temp_path("does_not_exist") : write_file("bad", b.bytes);

@@ -264,7 +264,7 @@ int cmd_plot(const context& c, const options& opt) {
     } else {
         size_t rows = threads.size() + (thread_count > threads.size() ? 1 : 0);
         for (size_t k = 0; k < rows; k++) {
-            char cls[16], label[48];
+            char cls[24], label[48];
             std::string who = k < threads.size() ? "" : std::to_string(thread_count - threads.size()) + " more";
             if (k < threads.size()) std::snprintf(label, sizeof label, "0x%08x", threads[k]);
             else std::snprintf(label, sizeof label, "%s", who.c_str());
