@@ -36,16 +36,20 @@ const char* const LEVEL_COLOURS[LEVELS] = {"#ffffcc", "#ffeda0", "#fed976", "#fe
 // One bit per pixel of the plotting area, for one thread slot and kind of access.
 struct pixel_grid {
     std::vector<uint64_t> bits = std::vector<uint64_t>((PLOT_W * PLOT_H + 63) / 64);
-    void set(int x, int y) { bits[size_t(y * PLOT_W + x) / 64] |= 1ull << ((y * PLOT_W + x) % 64); }
+    std::vector<bool> used = std::vector<bool>(PLOT_W);  // columns with a set pixel
+    void set(int x, int y) {
+        bits[size_t(y * PLOT_W + x) / 64] |= 1ull << ((y * PLOT_W + x) % 64);
+        used[size_t(x)] = true;
+    }
     bool get(int x, int y) const { return bits[size_t(y * PLOT_W + x) / 64] >> ((y * PLOT_W + x) % 64) & 1; }
 };
 
 // Rectangles for each vertical run of pixels with the same value `v(x, y)` (0: nothing), `w`
-// pixels wide, of class `cls` followed by the value - 1.
+// pixels wide, of class `cls` followed by the value - 1; only in the columns in `used`.
 template <class V>
-void emit_runs(FILE* o, const char* cls, int w, uint64_t& shapes, V&& v) {
+void emit_runs(FILE* o, const char* cls, int w, const std::vector<bool>& used, uint64_t& shapes, V&& v) {
     for (int x = 0; x < PLOT_W; x++)
-        for (int y = 0; y < PLOT_H; y++) {
+        for (int y = 0; used[size_t(x)] && y < PLOT_H; y++) {
             int k = v(x, y);
             if (!k) continue;
             int y0 = y;
@@ -146,6 +150,7 @@ int cmd_plot(const context& c, const options& opt) {
 
     std::vector<pixel_grid> grids(density ? 0 : 2 * THREAD_SLOTS);  // reads of slot k at 2k, writes at 2k + 1
     std::vector<uint32_t> counts(density ? size_t(PLOT_W) * PLOT_H : 0);
+    std::vector<bool> counted(PLOT_W);  // columns with a count
     if (!each_record(c, [&](const sve_mem_ref_t& r) {
             uint64_t first, last;
             if (!wanted(r) || !clip(r, first, last)) return;
@@ -154,6 +159,7 @@ int cmd_plot(const context& c, const options& opt) {
             if (!density) ytop = std::max(0, std::min(ytop, ybot - (MIN_MARK - 1)));  // visible however small
             if (density) {
                 for (int yy = ytop; yy <= ybot; yy++) counts[size_t(yy) * PLOT_W + size_t(col)]++;
+                counted[size_t(col)] = true;
                 return;
             }
             pixel_grid& g = grids[2 * slot(r.thread_id) + (r.type == memaccess_read ? 0 : 1)];
@@ -279,7 +285,7 @@ int cmd_plot(const context& c, const options& opt) {
     uint64_t shapes = 0;
     if (density) {
         std::fprintf(o, "<g class=\"density\">\n");
-        emit_runs(o, "d", 1, shapes, [&](int xx, int yy) {
+        emit_runs(o, "d", 1, counted, shapes, [&](int xx, int yy) {
             uint32_t k = counts[size_t(yy) * PLOT_W + size_t(xx)];
             return k ? level_of(k) + 1 : 0;
         });
@@ -288,10 +294,10 @@ int cmd_plot(const context& c, const options& opt) {
         // Reads first, writes over them.
         for (int kind = 0; kind < 2; kind++) {
             std::fprintf(o, "<g class=\"%s\">\n", kind ? "writes" : "reads");
-            for (int k = 0; k < THREAD_SLOTS; k++) {
+            for (int k = 0; k < THREAD_SLOTS && size_t(k) < thread_count; k++) {  // the slots in use
                 const pixel_grid& g = grids[size_t(2 * k + kind)];
                 char cls[4] = {kind ? 'w' : 'r', 0};
-                emit_runs(o, cls, w, shapes, [&](int xx, int yy) { return g.get(xx, yy) ? k + 1 : 0; });
+                emit_runs(o, cls, w, g.used, shapes, [&](int xx, int yy) { return g.get(xx, yy) ? k + 1 : 0; });
             }
             std::fprintf(o, "</g>\n");
         }
