@@ -245,3 +245,16 @@ TEST(TracePlot, DensityView) {
     EXPECT_TRUE(ends_at_10) << p.text.substr(0, 2000);
     EXPECT_GE(by_level.size(), 2u);  // 10-record and 5-record pixels differ
 }
+
+// Beyond seven threads the rest share the last colour and one legend entry.
+TEST(TracePlot, ManyThreadsShareTheLastColour) {
+    std::vector<sve_mem_ref_t> recs;
+    for (uint64_t i = 0; i < 100; i++) recs.push_back(rec(i + 1, uint32_t(0x100 + i % 10), 1, 0x1000 + 0x80 * i, 8, 0x400));
+    plot p = make_plot(recs);
+    ASSERT_EQ(p.status, 0) << p.err;
+    // Threads 0x100 to 0x106 have slots 0 to 6 (10 reads each); 0x107 to 0x109 share slot 7.
+    for (int k = 0; k < 7; k++) EXPECT_EQ(marks(p.els, "reads", "r" + std::to_string(k)), 10u) << k;
+    EXPECT_EQ(marks(p.els, "reads", "r7"), 30u);
+    EXPECT_NE(p.text.find(">3 more read<"), std::string::npos);
+    EXPECT_EQ(p.text.find("0x00000107"), std::string::npos);
+}

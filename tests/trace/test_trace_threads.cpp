@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <thread>
+
 
 #include "tests/trace/trace_util.h"
 
@@ -126,13 +128,31 @@ TEST(TraceThreads, SortByCountMergesBlocks) {
         for (uint64_t c = block + 1; c <= n; c += 3) recs.push_back(rec(c, 100 + uint32_t(block), 1, c * 64, 8, 0x400));
         recs.push_back(rec(0, 0, 0, 0, 0, 0));  // an unwritten slot
     }
-    std::string path = write_file("sort.bin", trace_bytes(recs, "app", 2));
+    std::string bytes = trace_bytes(recs, "app", 2);
+    std::string path = write_file("sort.bin", bytes);
     run_result r = run_tool({"csv", path, "--sort", "count"});
     ASSERT_EQ(r.status, 0) << r.err;
     std::vector<std::string> l = lines(r.out);
     ASSERT_EQ(l.size(), n + 1);
     for (uint64_t c = 1; c <= n; c++) ASSERT_EQ(l[c].substr(0, l[c].find(',')), std::to_string(c));
     unlink(path.c_str());
+
+    // A pipe cannot be read in another order than its own.
+    int fds[2];
+    ASSERT_EQ(pipe(fds), 0);
+    std::thread writer([&] {
+        for (size_t done = 0; done < bytes.size();) {
+            ssize_t k = write(fds[1], bytes.data() + done, bytes.size() - done);
+            if (k <= 0) break;
+            done += size_t(k);
+        }
+        close(fds[1]);
+    });
+    run_result p = run_tool({"dump", "/proc/self/fd/" + std::to_string(fds[0]), "--sort", "count"});
+    close(fds[0]);
+    writer.join();
+    EXPECT_EQ(p.status, 1);
+    EXPECT_NE(p.err.find("can only be sorted in a regular file"), std::string::npos) << p.err;
 }
 
 // One file per process (an MPI job's ranks): each summary, then the files and their sum.
