@@ -108,11 +108,11 @@ std::string parse_cache(const std::string& s, cache_shape& c) {
 }
 
 // Options and the commands that take them; "" for every command that reads one trace.
-struct option_spec {
+struct option_use {
     const char* name;
     const char* commands;
 };
-const option_spec OPTIONS[] = {
+const option_use OPTIONS[] = {
     {"--binary", "summary cache"}, {"--base", "summary cache"}, {"--top", "summary cache"},
     {"--thread", "dump csv summary plot cache reuse"}, {"--region", "dump csv summary plot cache reuse"},
     {"--sort", "dump csv"}, {"-o", "plot"}, {"--output", "plot"}, {"--from", "plot"}, {"--to", "plot"},
@@ -122,7 +122,7 @@ const option_spec OPTIONS[] = {
 const char* const COMMANDS[] = {"dump", "csv", "summary", "plot", "cache", "reuse"};
 
 bool takes(const std::string& command, const std::string& option) {
-    for (const option_spec& o : OPTIONS) {
+    for (const option_use& o : OPTIONS) {
         if (option != o.name) continue;
         std::string list = std::string(" ") + o.commands + " ";
         return list.find(" " + command + " ") != std::string::npos;
