@@ -77,7 +77,8 @@ void warn(const char* what, const char* path, int err) {
 }
 
 // Gives the file room up to the end of chunk `c` and maps that chunk. On disks that support it
-// the space is reserved, so that a full disk shows here and not as SIGBUS on a later store.
+// the space is reserved, so that a full disk shows here and not as SIGBUS on a later store. The
+// mapping is populated at once: one call instead of a read fault per page on the hot path.
 bool map_chunk(uint32_t c) {
     off_t start = off_t(out.header_bytes + c * CHUNK_BYTES);
     off_t end = start + off_t(CHUNK_BYTES);
@@ -90,7 +91,7 @@ bool map_chunk(uint32_t c) {
     long page = sysconf(_SC_PAGESIZE);
     off_t aligned = start & ~off_t(page - 1);
     size_t skip = size_t(start - aligned);
-    void* m = mmap(nullptr, CHUNK_BYTES + skip, PROT_READ | PROT_WRITE, MAP_SHARED, out.fd, aligned);
+    void* m = mmap(nullptr, CHUNK_BYTES + skip, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_POPULATE, out.fd, aligned);
     if (m == MAP_FAILED) {
         warn("cannot map the trace file", out.path, errno);
         return false;

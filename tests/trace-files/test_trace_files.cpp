@@ -275,3 +275,24 @@ TEST(TraceFiles, OneFilePerRank) {
         EXPECT_EQ(s.memory, size_t(20 * (rank + 1))) << rank;
     }
 }
+
+#ifdef MPIRUN_PATH
+// The same under a real launcher: mpirun starts four ranks of an MPI program under sve-run.
+TEST(TraceFiles, OneFilePerRankUnderMpirun) {
+    temp_dir dir;
+    std::string allow_root = geteuid() == 0 ? " --allow-run-as-root" : "";
+    result r = run(dir, quote(MPIRUN_PATH) + allow_root + " --oversubscribe -np 4 " + quote(sve_run) +
+                            " --trace 'rank%r.bin' " + quote(MPI_RANKS_PATH));
+    ASSERT_TRUE(r.exited(0)) << r.err;
+    // Rank r copies 10 * (r + 1) times the value 19 + r.
+    EXPECT_EQ(r.out, "4 ranks, total " + std::to_string(10 * 19 + 20 * 20 + 30 * 21 + 40 * 22) + "\n");
+    EXPECT_EQ(dir.files(), (std::vector<std::string>{"rank0.bin", "rank1.bin", "rank2.bin", "rank3.bin"}));
+    for (int rank = 0; rank < 4; rank++) {
+        trace_summary s;
+        ASSERT_TRUE(summarise(dir / ("rank" + std::to_string(rank) + ".bin"), s));
+        EXPECT_EQ(s.memory, size_t(20 * (rank + 1))) << rank;
+        ASSERT_EQ(s.shape.size(), 1u) << rank;
+        EXPECT_EQ(s.shape.begin()->second, "[m]") << rank;
+    }
+}
+#endif
