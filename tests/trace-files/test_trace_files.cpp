@@ -1,8 +1,8 @@
 // Trace files of real runs under sve-run: trace_program's loops give the expected records (each
 // iteration one ld1w and one st1w of a whole vector: two records), and every file is read back
 // through the trace reader.
-#include <gtest/gtest.h>
 #include <dirent.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -63,15 +63,14 @@ struct result {
     std::string out, err;
     bool exited(int code) const { return WIFEXITED(status) && WEXITSTATUS(status) == code; }
     // A death by `sig`, seen directly or through a shell's 128 + sig.
-    bool killed_by(int sig) const {
-        return (WIFSIGNALED(status) && WTERMSIG(status) == sig) || exited(128 + sig);
-    }
+    bool killed_by(int sig) const { return (WIFSIGNALED(status) && WTERMSIG(status) == sig) || exited(128 + sig); }
 };
 
 result run(const temp_dir& dir, const std::string& command) {
     std::string out = dir / ".out", err = dir / ".err";
     result r;
-    r.status = std::system(("cd " + quote(dir.path) + " && " + command + " >" + quote(out) + " 2>" + quote(err)).c_str());
+    r.status =
+        std::system(("cd " + quote(dir.path) + " && " + command + " >" + quote(out) + " 2>" + quote(err)).c_str());
     r.out = read_text(out);
     r.err = read_text(err);
     unlink(out.c_str());
@@ -79,9 +78,12 @@ result run(const temp_dir& dir, const std::string& command) {
     return r;
 }
 
-std::string traced(const std::string& trace, const std::string& args) {
-    return quote(sve_run) + " --trace " + quote(trace) + " " + quote(program) + " " + args;
+std::string traced(const std::string& trace, const std::string& args, const std::string& stage = "patch") {
+    return quote(sve_run) + " --stage " + stage + " --trace " + quote(trace) + " " + quote(program) + " " + args;
 }
+
+// Both ways of running SVE words: trace_mem runs in a signal handler in the trap stage.
+const char* const stages[] = {"patch", "trap"};
 
 // The records of a trace, by kind and by the thread they belong to.
 struct trace_summary {
@@ -96,7 +98,8 @@ struct trace_summary {
 ::testing::AssertionResult summarise(const std::string& path, trace_summary& s) {
     sve_trace::trace_contents c;
     std::string error;
-    if (!sve_trace::read_trace_file(path.c_str(), c, error)) return ::testing::AssertionFailure() << path << ": " << error;
+    if (!sve_trace::read_trace_file(path.c_str(), c, error))
+        return ::testing::AssertionFailure() << path << ": " << error;
     s.header = c.header;
     for (const sve_mem_ref_t& r : c.records) {
         if (sve_trace::is_thread_record(r)) {
@@ -129,7 +132,7 @@ TEST(TraceFiles, EveryEndingKeepsEveryRecord) {
     struct {
         const char* mode;
         std::string arg;
-        int status;      // exit status, or the signal when `signal` is set
+        int status;  // exit status, or the signal when `signal` is set
         bool signal;
         const char* shape;
     } cases[] = {
@@ -138,21 +141,25 @@ TEST(TraceFiles, EveryEndingKeepsEveryRecord) {
         {"segv", "", SIGSEGV, true, "[m"},  // the faulting store sends nothing
         {"exec", "/bin/true", 0, false, "[m]"},
     };
-    for (const auto& c : cases) {
-        temp_dir dir;
-        result r = run(dir, traced("t.bin", std::string(c.mode) + " " + std::to_string(n) + " " + c.arg));
-        EXPECT_TRUE(c.signal ? r.killed_by(c.status) : r.exited(c.status)) << c.mode << ": status " << r.status << "\n" << r.err;
-        EXPECT_EQ(dir.files(), std::vector<std::string>{"t.bin"}) << c.mode;
-        trace_summary s;
-        ASSERT_TRUE(summarise(dir / "t.bin", s)) << c.mode;
-        EXPECT_EQ(s.memory, size_t(2 * n)) << c.mode;
-        ASSERT_EQ(s.shape.size(), 1u) << c.mode;
-        uint32_t thread = s.shape.begin()->first;
-        EXPECT_EQ(s.shape[thread], c.shape) << c.mode;
-        EXPECT_EQ(s.kernel_tid.count(thread), 1u) << c.mode << ": no thread record for the tracing thread";
-        EXPECT_EQ(s.kernel_tid.size(), 1u) << c.mode;
-        EXPECT_NE(s.header.pid, 0u);
-    }
+    for (const char* stage : stages)
+        for (const auto& c : cases) {
+            SCOPED_TRACE(stage);
+            temp_dir dir;
+            result r = run(dir, traced("t.bin", std::string(c.mode) + " " + std::to_string(n) + " " + c.arg, stage));
+            EXPECT_TRUE(c.signal ? r.killed_by(c.status) : r.exited(c.status))
+                << c.mode << ": status " << r.status << "\n"
+                << r.err;
+            EXPECT_EQ(dir.files(), std::vector<std::string>{"t.bin"}) << c.mode;
+            trace_summary s;
+            ASSERT_TRUE(summarise(dir / "t.bin", s)) << c.mode;
+            EXPECT_EQ(s.memory, size_t(2 * n)) << c.mode;
+            ASSERT_EQ(s.shape.size(), 1u) << c.mode;
+            uint32_t thread = s.shape.begin()->first;
+            EXPECT_EQ(s.shape[thread], c.shape) << c.mode;
+            EXPECT_EQ(s.kernel_tid.count(thread), 1u) << c.mode << ": no thread record for the tracing thread";
+            EXPECT_EQ(s.kernel_tid.size(), 1u) << c.mode;
+            EXPECT_NE(s.header.pid, 0u);
+        }
 }
 
 // No --trace: no file unless the program executes a start marker; then sve_trace.<pid>.bin.
@@ -233,28 +240,31 @@ TEST(TraceFiles, ConcurrentRunsNeverShareAFile) {
 // Threads that are all inside regions of their own at the same time: one region per thread,
 // each made of that thread's markers and records.
 TEST(TraceFiles, OneRegionPerThread) {
-    temp_dir dir;
-    const int threads = 4, n = 300;
-    result r = run(dir, traced("t.bin", "threads " + std::to_string(n) + " " + std::to_string(threads)));
-    ASSERT_TRUE(r.exited(0)) << r.err;
-    EXPECT_EQ(r.out, "threads done\n");
-    trace_summary s;
-    ASSERT_TRUE(summarise(dir / "t.bin", s));
-    ASSERT_EQ(s.shape.size(), size_t(threads));
-    EXPECT_EQ(s.kernel_tid.size(), size_t(threads));
-    std::set<uint64_t> tids;
-    uint64_t latest_start = 0, earliest_stop = UINT64_MAX;
-    for (const auto& [thread, shape] : s.shape) {
-        EXPECT_EQ(shape, "[m]") << thread;
-        EXPECT_EQ(s.memory_by_thread[thread], size_t(2 * n)) << thread;
-        ASSERT_EQ(s.kernel_tid.count(thread), 1u) << thread;
-        tids.insert(s.kernel_tid[thread]);
-        latest_start = std::max(latest_start, s.region_counts[thread].first);
-        earliest_stop = std::min(earliest_stop, s.region_counts[thread].second);
+    for (const char* stage : stages) {
+        SCOPED_TRACE(stage);
+        temp_dir dir;
+        const int threads = 4, n = 300;
+        result r = run(dir, traced("t.bin", "threads " + std::to_string(n) + " " + std::to_string(threads), stage));
+        ASSERT_TRUE(r.exited(0)) << r.err;
+        EXPECT_EQ(r.out, "threads done\n");
+        trace_summary s;
+        ASSERT_TRUE(summarise(dir / "t.bin", s));
+        ASSERT_EQ(s.shape.size(), size_t(threads));
+        EXPECT_EQ(s.kernel_tid.size(), size_t(threads));
+        std::set<uint64_t> tids;
+        uint64_t latest_start = 0, earliest_stop = UINT64_MAX;
+        for (const auto& [thread, shape] : s.shape) {
+            EXPECT_EQ(shape, "[m]") << thread;
+            EXPECT_EQ(s.memory_by_thread[thread], size_t(2 * n)) << thread;
+            ASSERT_EQ(s.kernel_tid.count(thread), 1u) << thread;
+            tids.insert(s.kernel_tid[thread]);
+            latest_start = std::max(latest_start, s.region_counts[thread].first);
+            earliest_stop = std::min(earliest_stop, s.region_counts[thread].second);
+        }
+        EXPECT_EQ(tids.size(), size_t(threads));
+        // The regions overlap: a reading by markers alone, without their threads, would mix them.
+        EXPECT_LT(latest_start, earliest_stop);
     }
-    EXPECT_EQ(tids.size(), size_t(threads));
-    // The regions overlap: a reading by markers alone, without their threads, would mix them.
-    EXPECT_LT(latest_start, earliest_stop);
 }
 
 // %r: a job of four ranks started by a launcher (here a stand-in that sets Open MPI's variables)
