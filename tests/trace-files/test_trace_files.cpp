@@ -223,8 +223,8 @@ TEST(TraceFiles, UncreatableFileWarnsAndRunsOn) {
 // Two runs at once with one name: the second writes <name>.<its pid> and says so; each file has
 // its own run's records.
 TEST(TraceFiles, ConcurrentRunsNeverShareAFile) {
-    temp_dir dir;
-    std::string one = traced("same.bin", "sleep 50 3000");
+    temp_dir dir, meeting;
+    std::string one = traced("same.bin", "meet 50 " + quote(meeting.path) + " 2");
     result r = run(dir, "(" + one + " & " + one + " & wait)");
     EXPECT_TRUE(r.exited(0)) << r.err;
     std::vector<std::string> files = dir.files();

@@ -8,9 +8,11 @@
 //   _exit     _exit(3)
 //   segv      no stop marker: a store to address 0 faults inside the region
 //   exec      execs ARG (a program path) after the stop marker
-//   sleep     sleeps ARG milliseconds after the stop marker, then returns
+//   meet      after the stop marker, leaves a file in the folder ARG and waits until COUNT
+//             (the fourth argument) processes have done so: all of them run at the same time
 //   threads   ARG threads each run the loop in a region of their own, all inside their regions
 //             at the same time; the main thread traces nothing
+#include <dirent.h>
 #include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -47,6 +49,30 @@ static void* traced_thread(void* arg) {
     return NULL;
 }
 
+static int files_in(const char* dir) {
+    int n = 0;
+    DIR* d = opendir(dir);
+    if (!d) return -1;
+    for (struct dirent* e; (e = readdir(d)) != NULL;)
+        if (e->d_name[0] != '.') n++;
+    closedir(d);
+    return n;
+}
+
+static int meet(const char* dir, int count) {
+    char path[4096];
+    snprintf(path, sizeof path, "%s/%d", dir, (int)getpid());
+    FILE* f = fopen(path, "w");
+    if (!f) return 1;
+    fclose(f);
+    for (int waited = 0; files_in(dir) < count; waited += 10) {
+        if (waited > 120000) return 1;
+        struct timespec ts = {0, 10000000L};
+        nanosleep(&ts, NULL);
+    }
+    return 0;
+}
+
 int main(int argc, char** argv) {
     if (argc < 3) {
         fprintf(stderr, "usage: trace_program MODE ITERATIONS [ARG]\n");
@@ -79,9 +105,6 @@ int main(int argc, char** argv) {
         perror("exec");
         return 1;
     }
-    if (strcmp(mode, "sleep") == 0) {
-        struct timespec ts = {atoi(arg) / 1000, (atoi(arg) % 1000) * 1000000L};
-        nanosleep(&ts, NULL);
-    }
+    if (strcmp(mode, "meet") == 0) return meet(arg, argc > 4 ? atoi(argv[4]) : 1);
     return 0;
 }
