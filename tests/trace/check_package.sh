@@ -13,7 +13,7 @@ fail() { echo "package check: $*"; exit 1; }
 [ "$(dpkg-deb -f "$deb" Architecture)" = "$arch" ] || fail "architecture is $(dpkg-deb -f "$deb" Architecture)"
 dpkg-deb -c "$deb" >"$out/contents"
 for f in ./usr/bin/sve-trace ./usr/include/sve_roi.h ./usr/lib/libmemtrace_sve_utils.so \
-         ./usr/share/doc/sve-emulator/trace-format.md; do
+         ./usr/share/doc/sve-emulator/trace-format.md ./usr/share/sve-emulator/python/sve_trace.py; do
   grep -q " $f\$" "$out/contents" || fail "$f missing from $deb"
 done
 # The client library, in the configurations that build it.
