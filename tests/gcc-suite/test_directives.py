@@ -1,0 +1,67 @@
+#!/usr/bin/env python3
+"""Which GCC tests scripts/gcc-suite takes and with which options, from their dg directives.
+Usage: test_directives.py PATH_TO_GCC_SUITE_SCRIPT"""
+import importlib.machinery
+import importlib.util
+import os
+import sys
+import tempfile
+
+loader = importlib.machinery.SourceFileLoader("gcc_suite", sys.argv[1])
+spec = importlib.util.spec_from_loader("gcc_suite", loader)
+suite = importlib.util.module_from_spec(spec)
+loader.exec_module(suite)
+
+RUN = '/* { dg-do run { target aarch64_sve_hw } } */\n'
+# source text, suite, expected skip reason (None: taken), expected options
+CASES = [
+    (RUN + '/* { dg-options "-O2 -ftree-vectorize" } */', "sve", None, ["-O2", "-ftree-vectorize"]),
+    (RUN + '/* { dg-options "-O2 --save-temps -fdump-tree-vect-details" } */', "sve", None, ["-O2"]),
+    (RUN + '/* { dg-options "-O2 -msve-vector-bits=256" } */', "sve", "fixed vector length", []),
+    (RUN + '/* { dg-options "-O2 -msve-vector-bits=scalable" } */', "sve", None, ["-O2", "-msve-vector-bits=scalable"]),
+    ('/* { dg-do run { target aarch64_sve256_hw } } */', "sve", "fixed vector length or another target", []),
+    ('/* { dg-do run { target { aarch64_sve1024_hw } } } */', "sve", "fixed vector length or another target", []),
+    (RUN + '/* { dg-options "-O2 -march=armv8.2-a+sve2" } */', "sve", "needs more than armv8.2-a+sve", []),
+    (RUN + '/* { dg-options "-O2 -march=armv8-a+sve" } */', "sve", None, ["-O2", "-march=armv8-a+sve"]),
+    (RUN + '/* { dg-require-effective-target aarch64_sve_i8mm_ok } */', "sve", "needs more than armv8.2-a+sve", []),
+    ('/* { dg-do compile } */\n/* { dg-options "-O2" } */', "sve", "not a run test", []),
+    ('int main() { return 0; }', "sve", "not a run test", []),
+    # gcc.dg/vect: no dg-do means a run test with the driver's default options.
+    ('/* { dg-require-effective-target vect_int } */\nint main() {}', "vect", None, suite.VECT_DEFAULTS),
+    ('/* { dg-do compile } */', "vect", "not a run test", []),
+    ('/* { dg-do run { target { ! aarch64*-*-* } } } */', "vect", "not a run test", []),
+    ('/* { dg-additional-options "-mavx2" { target { i?86-*-* x86_64-*-* } } } */\n'
+     '/* { dg-additional-options "-fno-trapping-math" { target aarch64*-*-* } } */', "vect", None,
+     suite.VECT_DEFAULTS + ["-fno-trapping-math"]),
+    ('/* { dg-options "-O3 -fno-common" } */\n/* { dg-additional-options "-ffast-math" } */', "vect", None,
+     ["-O3", "-fno-common", "-ffast-math"]),
+    (RUN + '/* { dg-options "-O2" { target aarch64_sve256_hw } } */', "sve", "fixed vector length", []),
+]
+
+failed = 0
+with tempfile.TemporaryDirectory() as tmp:
+    for i, (text, kind, want_skip, want_flags) in enumerate(CASES):
+        path = os.path.join(tmp, "t%d.c" % i)
+        with open(path, "w") as f:
+            f.write(text + "\n")
+        skip, flags, _ = suite.classify_source("t", path, kind)
+        if skip != want_skip or (skip is None and flags != want_flags):
+            print("FAIL case %d (%s): got %r %r, want %r %r" % (i, kind, skip, flags, want_skip, want_flags))
+            failed = 1
+    # dg-additional-sources names sibling files.
+    path = os.path.join(tmp, "s.c")
+    with open(path, "w") as f:
+        f.write(RUN + '/* { dg-additional-sources "a.c b.c" } */\n')
+    if suite.classify_source("t", path, "sve")[2] != ["a.c", "b.c"]:
+        print("FAIL: additional sources not taken")
+        failed = 1
+
+# The SVE operand pattern: z and p registers and ffr, not the names of other registers.
+for line, want in [("\tld1w\t{z0.s}, p0/z, [x0]", True), ("\tptrue\tp3.b", True), ("\trdffr\tp0.b", True),
+                   ("\tmov\tz31.d, z2.d", True), ("\tfadd\th0, h0, h1", False), ("\tadd\tx0, x1, x2", False),
+                   ("\tbl\t400 <zero_fill>", False)]:
+    if bool(suite.SVE_OPERAND.search(line)) != want:
+        print("FAIL: SVE operand pattern on %r" % line)
+        failed = 1
+print("directives: %d cases" % len(CASES) if not failed else "directives: failures")
+sys.exit(failed)
