@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
-"""Which GCC tests scripts/gcc-suite takes and with which options, from their dg directives.
-Usage: test_directives.py PATH_TO_GCC_SUITE_SCRIPT"""
+"""The decisions of scripts/gcc-suite: which GCC tests it takes and with which options (from their
+dg directives), what counts as an SVE binary, and the word at which a program died of SIGILL.
+Usage: test_gcc_suite.py GCC_SUITE_SCRIPT UNDEFINED_PROGRAM (tests/e2e/undefined.c, built)"""
 import importlib.machinery
 import importlib.util
 import os
@@ -63,5 +64,28 @@ for line, want in [("\tld1w\t{z0.s}, p0/z, [x0]", True), ("\tptrue\tp3.b", True)
     if bool(suite.SVE_OPERAND.search(line)) != want:
         print("FAIL: SVE operand pattern on %r" % line)
         failed = 1
-print("directives: %d cases" % len(CASES) if not failed else "directives: failures")
+
+# Undefined words by kind: SVE space, scalar and vector half precision, others.
+for word, want in [(0x04A00000, "SVE word"), (0x2520E020, "SVE word"), (0x1EE02800, "half-precision word"),
+                   (0x1E202800, "word 1e202800"), (0x0E401400, "half-precision word"),
+                   (0x0E20D400, "word 0e20d400"), (0x0EF8F800, "half-precision word"), (0x00000007, "word 00000007")]:
+    if suite.word_kind(word) != want:
+        print("FAIL: word %08x is %r, want %r" % (word, suite.word_kind(word), want))
+        failed = 1
+
+# The word of a SIGILL death, read back through qemu's core file of the program: undefined.c
+# runs "udf #7" without arguments and the unallocated SVE word 0x04008008 with "sve".
+undefined = os.path.abspath(sys.argv[2])
+with tempfile.TemporaryDirectory() as tmp:
+    for args, want in [([], 0x00000007), (["sve"], 0x04008008)]:
+        for f in os.listdir(tmp):
+            os.remove(os.path.join(tmp, f))
+        status, _, _ = suite.run(["qemu-aarch64", "-L", "/usr/aarch64-linux-gnu", "-cpu", "cortex-a72", undefined]
+                                 + args, 60, cwd=tmp, cores=True)
+        cores = [f for f in os.listdir(tmp) if f.endswith(".core")]
+        word = suite.sigill_word(os.path.join(tmp, cores[0]), undefined) if cores else None
+        if status != 132 or word != want:
+            print("FAIL: SIGILL word of undefined %s: status %d, word %s" % (args, status, word))
+            failed = 1
+print("gcc-suite decisions: %d directive cases" % len(CASES) if not failed else "gcc-suite decisions: failures")
 sys.exit(failed)
