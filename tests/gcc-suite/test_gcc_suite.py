@@ -76,10 +76,8 @@ for word, want in [(0x04A00000, "SVE word"), (0x2520E020, "SVE word"), (0x1EE028
 # The word of a SIGILL death, read back through qemu's core file of the program: undefined.c
 # runs "udf #7" without arguments and the unallocated SVE word 0x04008008 with "sve".
 undefined = os.path.abspath(sys.argv[2])
-with tempfile.TemporaryDirectory() as tmp:
-    for args, want in [([], 0x00000007), (["sve"], 0x04008008)]:
-        for f in os.listdir(tmp):
-            os.remove(os.path.join(tmp, f))
+for args, want in [([], 0x00000007), (["sve"], 0x04008008)]:
+    with tempfile.TemporaryDirectory() as tmp:
         status, _, _ = suite.run(["qemu-aarch64", "-L", "/usr/aarch64-linux-gnu", "-cpu", "cortex-a72", undefined]
                                  + args, 60, cwd=tmp, cores=True)
         cores = [f for f in os.listdir(tmp) if f.endswith(".core")]
