@@ -9,7 +9,7 @@
 #include <sstream>
 
 #include "tests/trace/trace_util.h"
-#include "tools/sve-trace/elf_symbols.h"
+#include "tools/elf_symbols/elf_symbols.h"
 
 using namespace trace_test;
 using namespace sve_trace;

@@ -13,7 +13,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "tools/sve-trace/elf_symbols.h"
+#include "tools/elf_symbols/elf_symbols.h"
 #include "tools/sve-trace/trace_stream.h"
 
 namespace sve_trace {
