@@ -37,6 +37,7 @@ CASES = [
     ('/* { dg-options "-O3 -fno-common" } */\n/* { dg-additional-options "-ffast-math" } */', "vect", None,
      ["-O3", "-fno-common", "-ffast-math"]),
     (RUN + '/* { dg-options "-O2" { target aarch64_sve256_hw } } */', "sve", "fixed vector length", []),
+    ('/* { dg-do run } */\n/* { dg-require-effective-target avx512f_runtime } */', "vect", "another target", []),
     # Quotes inside an option string, as in gcc.dg/vect/pr63530.c.
     ('/* { dg-additional-options "-funroll-loops --param \\"max-completely-peeled-insns=400\\"" } */', "vect",
      None, suite.VECT_DEFAULTS + ["-funroll-loops", "--param", "max-completely-peeled-insns=400"]),
