@@ -18,7 +18,9 @@ for f in ./usr/bin/sve-trace ./usr/include/sve_roi.h ./usr/lib/libmemtrace_sve_u
 done
 # The client library, in the configurations that build it.
 if [ "$client" = 1 ]; then
-  grep -q " ./usr/lib/libmemtrace_sve_640.so\$" "$out/contents" || fail "client library missing from $deb"
+  for f in ./usr/lib/libmemtrace_sve_640.so ./usr/bin/sve-run ./usr/bin/sve-exec; do
+    grep -q " $f\$" "$out/contents" || fail "$f missing from $deb"
+  done
 fi
 # Nothing of the tests or the build tree.
 if grep -E 'gtest|gmock|test_' "$out/contents"; then fail "test files in $deb"; fi
