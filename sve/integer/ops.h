@@ -1,8 +1,7 @@
 // Integer vector operations: arithmetic, logic, shifts and compares, both tiers, and their forms.
 //
-// The generic functions come in families listed once here (X-macro tables: element type token,
-// stem, operation); the header declares them from the tables and int_generic.cpp defines them
-// from the same tables.
+// The generic functions that an element loop template makes are declared and defined from the
+// row table (sve/decode/rows.txt, generic column); the others are declared here.
 #pragma once
 
 #include "sve/core/forms.h"
@@ -138,97 +137,8 @@ INT_DECL_CMP(eq) INT_DECL_CMP(ne) INT_DECL_CMP(ge) INT_DECL_CMP(gt) INT_DECL_CMP
 INT_DECL_CMP(hs) INT_DECL_CMP(hi) INT_DECL_CMP(ls) INT_DECL_CMP(lo)
 
 // ---------------------------------------------------------------------------------------------
-// Generic functions, by shape. Each table entry is X(type token, stem, operation).
-
-#define INT_T_U4(X, STEM, OP) X(U8, STEM, OP) X(U16, STEM, OP) X(U32, STEM, OP) X(U64, STEM, OP)
-#define INT_T_S4(X, STEM, OP) X(S8, STEM, OP) X(S16, STEM, OP) X(S32, STEM, OP) X(S64, STEM, OP)
-#define INT_T_U3(X, STEM, OP) X(U8, STEM, OP) X(U16, STEM, OP) X(U32, STEM, OP)
-#define INT_T_S3(X, STEM, OP) X(S8, STEM, OP) X(S16, STEM, OP) X(S32, STEM, OP)
-#define INT_T_SU4(X, STEM, OP) INT_T_S4(X, STEM, OP) INT_T_U4(X, STEM, OP)
-
-// (zn, zm): unpredicated.
-#define INT_TABLE_VVX(X)                                                                   \
-    INT_T_U4(X, AddVVX, op_add) INT_T_U4(X, SubVVX, op_sub)                               \
-    INT_T_SU4(X, QAddVVX, op_qadd) INT_T_SU4(X, QSubVVX, op_qsub)                         \
-    X(U64, AndVVX, op_and) X(U64, OrVVX, op_orr) X(U64, XorVVX, op_eor) X(U64, BicVVX, op_bic)
-// (zn, zm as 64-bit counts): unpredicated wide shifts.
-#define INT_TABLE_VWX(X) INT_T_U3(X, ShlVWX, op_shl) INT_T_S3(X, ShrVWX, op_shr) INT_T_U3(X, ShrVWX, op_shr)
-// (zn, imm): unpredicated with an immediate.
-#define INT_TABLE_VIX(X)                                                                    \
-    INT_T_U4(X, AddVIX, op_add) INT_T_U4(X, SubVIX, op_sub) INT_T_U4(X, SubRVIX, op_subr)  \
-    INT_T_SU4(X, QAddVIX, op_qadd_imm) INT_T_SU4(X, QSubVIX, op_qsub_imm)                  \
-    INT_T_SU4(X, MaxVIX, op_max_imm) INT_T_SU4(X, MinVIX, op_min_imm)                      \
-    INT_T_S4(X, MulVIX, op_mul)                                                            \
-    X(U64, AndVIX, op_and) X(U64, OrVIX, op_orr) X(U64, XorVIX, op_eor)                    \
-    INT_T_U4(X, ShlVIX, op_shl) INT_T_S4(X, ShrVIX, op_shr) INT_T_U4(X, ShrVIX, op_shr)
-// (zdn, pg, zm): predicated, merging.
-#define INT_TABLE_VVM(X)                                                                    \
-    INT_T_U4(X, AddVVM, op_add) INT_T_U4(X, SubVVM, op_sub) INT_T_U4(X, SubRVVM, op_subr)  \
-    INT_T_S4(X, MulVVM, op_mul) INT_T_SU4(X, MulHVVM, op_mulh)                             \
-    X(S32, DivVVM, op_div) X(S64, DivVVM, op_div) X(U32, DivVVM, op_div) X(U64, DivVVM, op_div) \
-    X(S32, DivRVVM, op_divr) X(S64, DivRVVM, op_divr) X(U32, DivRVVM, op_divr) X(U64, DivRVVM, op_divr) \
-    INT_T_SU4(X, MaxVVM, op_max) INT_T_SU4(X, MinVVM, op_min) INT_T_SU4(X, AbdVVM, op_abd) \
-    INT_T_U4(X, AndVVM, op_and) INT_T_U4(X, OrVVM, op_orr) INT_T_U4(X, XorVVM, op_eor)     \
-    INT_T_U4(X, BicVVM, op_bic)                                                            \
-    INT_T_U4(X, ShlVVM, op_shl) INT_T_S4(X, ShrVVM, op_shr) INT_T_U4(X, ShrVVM, op_shr)    \
-    INT_T_U4(X, ShlRVVM, op_shlr) INT_T_S4(X, ShrRVVM, op_shrr) INT_T_U4(X, ShrRVVM, op_shrr)
-// (zdn, pg, zm as 64-bit counts): predicated wide shifts.
-#define INT_TABLE_VWM(X) INT_T_U3(X, ShlVWM, op_shl) INT_T_S3(X, ShrVWM, op_shr) INT_T_U3(X, ShrVWM, op_shr)
-// (zdn, pg, count): predicated immediate shifts.
-#define INT_TABLE_VIM(X) \
-    INT_T_U4(X, ShlVIM, op_shl) INT_T_S4(X, ShrVIM, op_shr) INT_T_U4(X, ShrVIM, op_shr) INT_T_S4(X, ShrDVIM, op_asrd)
-// (zd, pg, zn): predicated unary, merging.
-#define INT_TABLE_VM(X)                                                                     \
-    INT_T_S4(X, AbsVM, op_abs) INT_T_S4(X, NegVM, op_neg)                                  \
-    INT_T_U4(X, ClsVM, op_cls) INT_T_U4(X, ClzVM, op_clz) INT_T_U4(X, CntVM, op_cnt)      \
-    INT_T_U4(X, NotVM, op_cnot) INT_T_U4(X, InvVM, op_not) INT_T_U4(X, RBitVM, op_rbit)   \
-    X(U16, Rev1V, op_revb) X(U32, Rev1V, op_revb) X(U64, Rev1V, op_revb)                   \
-    X(U32, Rev2V, op_revh) X(U64, Rev2V, op_revh) X(U64, Rev4V, op_revw)                   \
-    X(S16, Extnd12VM, op_ext8) X(U16, Extnd12VM, op_ext8)                                  \
-    X(S32, Extnd14VM, op_ext8) X(U32, Extnd14VM, op_ext8)                                  \
-    X(S64, Extnd18VM, op_ext8) X(U64, Extnd18VM, op_ext8)                                  \
-    X(S32, Extnd24VM, op_ext16) X(U32, Extnd24VM, op_ext16)                                \
-    X(S64, Extnd28VM, op_ext16) X(U64, Extnd28VM, op_ext16)                                \
-    X(S64, Extnd48VM, op_ext32) X(U64, Extnd48VM, op_ext32)                                \
-    INT_T_U4(X, MovePrefix1VM, op_copy)
-// (zd, pg, za, zb): multiply-add, merging.
-#define INT_TABLE_VVVM(X) \
-    INT_T_S4(X, MLAVVVM, op_mla) INT_T_S4(X, MLSVVVM, op_mls) INT_T_S4(X, MADDVVVM, op_mad) INT_T_S4(X, MSUBVVVM, op_msb)
-// (pg, zn, zm) -> predicate: compares with flags.
-#define INT_TABLE_CMP_VV(X)                                                                 \
-    INT_T_S4(X, CmpFlgEQVVZ, cmp_eq) INT_T_S4(X, CmpFlgNEVVZ, cmp_ne)                      \
-    INT_T_SU4(X, CmpFlgGEVVZ, cmp_ge) INT_T_SU4(X, CmpFlgGTVVZ, cmp_gt)
-#define INT_TABLE_CMP_VI(X)                                                                 \
-    INT_T_S4(X, CmpFlgEQVIZ, cmp_eq) INT_T_S4(X, CmpFlgNEVIZ, cmp_ne)                      \
-    INT_T_SU4(X, CmpFlgGEVIZ, cmp_ge) INT_T_SU4(X, CmpFlgGTVIZ, cmp_gt)                    \
-    INT_T_SU4(X, CmpFlgLTVIZ, cmp_lt) INT_T_SU4(X, CmpFlgLEVIZ, cmp_le)
-#define INT_TABLE_CMP_VW(X)                                                                 \
-    INT_T_S3(X, CmpFlgEQVWZ, cmp_eq) INT_T_S3(X, CmpFlgNEVWZ, cmp_ne)                      \
-    INT_T_S3(X, CmpFlgGEVWZ, cmp_ge) INT_T_S3(X, CmpFlgGTVWZ, cmp_gt)                      \
-    INT_T_S3(X, CmpFlgLTVWZ, cmp_lt) INT_T_S3(X, CmpFlgLEVWZ, cmp_le)                      \
-    INT_T_U3(X, CmpFlgGEVWZ, cmp_ge) INT_T_U3(X, CmpFlgGTVWZ, cmp_gt)                      \
-    INT_T_U3(X, CmpFlgLTVWZ, cmp_lt) INT_T_U3(X, CmpFlgLEVWZ, cmp_le)
-
-#define INT_DECL_G2(TY, STEM, OP) VecV Vec##TY##STEM(VecV a, VecV b, CpuContext* c);
-#define INT_DECL_GI(TY, STEM, OP) VecV Vec##TY##STEM(VecV a, uint64_t imm, CpuContext* c);
-#define INT_DECL_GM(TY, STEM, OP) VecV Vec##TY##STEM(VecV d, PredV pg, VecV b, CpuContext* c);
-#define INT_DECL_GIM(TY, STEM, OP) VecV Vec##TY##STEM(VecV d, PredV pg, uint64_t count, CpuContext* c);
-#define INT_DECL_G3M(TY, STEM, OP) VecV Vec##TY##STEM(VecV d, PredV pg, VecV a, VecV b, CpuContext* c);
-#define INT_DECL_GC(TY, STEM, OP) PredV Vec##TY##STEM(PredV pg, VecV a, VecV b, CpuContext* c);
-#define INT_DECL_GCI(TY, STEM, OP) PredV Vec##TY##STEM(PredV pg, VecV a, int64_t imm, CpuContext* c);
-
-INT_TABLE_VVX(INT_DECL_G2)
-INT_TABLE_VWX(INT_DECL_G2)
-INT_TABLE_VIX(INT_DECL_GI)
-INT_TABLE_VVM(INT_DECL_GM)
-INT_TABLE_VWM(INT_DECL_GM)
-INT_TABLE_VIM(INT_DECL_GIM)
-INT_TABLE_VM(INT_DECL_GM)
-INT_TABLE_VVVM(INT_DECL_G3M)
-INT_TABLE_CMP_VV(INT_DECL_GC)
-INT_TABLE_CMP_VI(INT_DECL_GCI)
-INT_TABLE_CMP_VW(INT_DECL_GC)
-
+// Generic functions. Those that an element loop template makes are declared from the row table.
+#include "sve/integer/generated/generic_functions.h"
 
 // Dot products.
 VecV VecS32DotVVVX(VecV zn, VecV zm, VecV zda, CpuContext* c);

@@ -7,7 +7,6 @@
 //   leave out every lane from the first one that does not wholly fit on the first page;
 // - the other first-fault loads (generic) read each element through a guarded read and clear
 //   FFR from the first element that fails.
-#include "sve/core/sve_emulator.h"
 #include "sve/memory/gather_access.h"
 
 namespace {

@@ -7,7 +7,7 @@
 
 #include "sve/core/forms.h"
 #include "sve/memory/primitives.h"
-#include "sve/memory/trace.h"
+#include "sve/trace/trace.h"
 
 namespace sf {
 

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "sve/core/sve_emulator.h"
+#include "sve/decode/sve_emulator.h"
 #include "tests/support/state_util.h"
 #include "tools/sve-step/case_format.h"
 

@@ -6,7 +6,7 @@
 #include <set>
 #include <string>
 
-#include "sve/core/sve_emulator.h"
+#include "sve/decode/sve_emulator.h"
 #include "tests/support/state_util.h"
 
 namespace {

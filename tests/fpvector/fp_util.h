@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string>
 
-#include "sve/core/sve_emulator.h"
+#include "sve/decode/sve_emulator.h"
 #include "tests/support/state_util.h"
 
 inline const sve_row_info* row_named(const std::string& name) {

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <string>
 
-#include "sve/core/sve_emulator.h"
+#include "sve/decode/sve_emulator.h"
 #include "tests/support/state_util.h"
 
 namespace {

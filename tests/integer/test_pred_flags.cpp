@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "sve/core/generic.h"
-#include "sve/core/sve_emulator.h"
+#include "sve/decode/sve_emulator.h"
 #include "sve/integer/perm_core.h"
 #include "sve/integer/pred_flags.h"
 

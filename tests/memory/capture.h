@@ -6,8 +6,8 @@
 #include <cstring>
 #include <vector>
 
-#include "sve/core/sve_emulator.h"
-#include "sve/memory/trace.h"
+#include "sve/decode/sve_emulator.h"
+#include "sve/trace/trace.h"
 
 // Records received so far (all threads), oldest first.
 std::vector<sve_mem_ref_t> captured_records();

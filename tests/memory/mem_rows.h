@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "sve/core/sve_emulator.h"
+#include "sve/decode/sve_emulator.h"
 #include "tests/support/state_util.h"
 
 // The operand fields of a load or store word.

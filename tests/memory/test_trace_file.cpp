@@ -7,7 +7,7 @@
 #include <string>
 
 #include "companion/trace_file.h"
-#include "sve/core/sve_emulator.h"
+#include "sve/decode/sve_emulator.h"
 
 namespace {
 aarch64_decode_rc run(cpu_state& s, uint32_t word, uint64_t pc) {

@@ -9,7 +9,7 @@
 #include <functional>
 #include <vector>
 
-#include "sve/core/sve_emulator.h"
+#include "sve/decode/sve_emulator.h"
 #include "tests/support/state_util.h"
 
 inline cpu_state clean_state() {

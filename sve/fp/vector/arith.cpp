@@ -171,25 +171,8 @@ aarch64_decode_rc s_cmp0(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch
 }  // namespace
 
 // ---- generic functions ----
-#define FPV_BIN_M(N, T, ...) \
-    VecV N(VecV zdn, PredV pg, VecV zm, CpuContext* c) { return g_bin_m<T, __VA_ARGS__>(zdn, pg, zm, c); }
-#define FPV_BIN_X(N, T, ...) \
-    VecV N(VecV zn, VecV zm, CpuContext* c) { return g_bin_x<T, __VA_ARGS__>(zn, zm, c); }
-#define FPV_IMM_M(N, T, ...) \
-    VecV N(VecV zdn, PredV pg, uint64_t imm, CpuContext* c) { return g_imm_m<T, __VA_ARGS__>(zdn, pg, imm, c); }
-#define FPV_UN_M(N, C, S, D, ...) \
-    VecV N(VecV zd, PredV pg, VecV zn, CpuContext* c) { return g_un_m<C, S, D, __VA_ARGS__>(zd, pg, zn, c); }
-#define FPV_UN_X(N, T, ...) \
-    VecV N(VecV zn, CpuContext* c) { return g_un_x<T, __VA_ARGS__>(zn, c); }
-#define FPV_FMA_M(N, T, ...) \
-    VecV N(VecV zda, PredV pg, VecV zn, VecV zm, CpuContext* c) { return g_fma_m<T, __VA_ARGS__>(zda, pg, zn, zm, c); }
-#define FPV_FMAD_M(N, T, ...) \
-    VecV N(VecV zdn, PredV pg, VecV zm, VecV za, CpuContext* c) { return g_fmad_m<T, __VA_ARGS__>(zdn, pg, zm, za, c); }
-#define FPV_CMP(N, T, ...) \
-    PredV N(PredV pg, VecV zn, VecV zm, CpuContext* c) { return g_cmp<T, __VA_ARGS__>(pg, zn, zm, c); }
-#define FPV_CMP0(N, T, SWAP, ...) \
-    PredV N(PredV pg, VecV zn, CpuContext* c) { return g_cmp0<T, __VA_ARGS__, SWAP>(pg, zn, c); }
-#include "sve/fp/vector/fp_functions.inc"
+// The functions that the row table makes from the templates above.
+#include "sve/fp/vector/generated/generic_functions.inc"
 
 // ---- specialised operations ----
 #define FPV_S_ZPZ(name, ...) \

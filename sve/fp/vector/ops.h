@@ -148,25 +148,8 @@ FPV_SPEC(sve_fcmla_zpzzr, aarch64_z_reg zda, aarch64_p_reg pg, aarch64_z_reg zn,
 #undef FPV_SPEC
 
 // ---- generic functions ----
-#define FPV_BIN_M(N, T, ...) VecV N(VecV zdn, PredV pg, VecV zm, CpuContext* c);
-#define FPV_BIN_X(N, T, ...) VecV N(VecV zn, VecV zm, CpuContext* c);
-#define FPV_IMM_M(N, T, ...) VecV N(VecV zdn, PredV pg, uint64_t imm, CpuContext* c);
-#define FPV_UN_M(N, C, S, D, ...) VecV N(VecV zd, PredV pg, VecV zn, CpuContext* c);
-#define FPV_UN_X(N, T, ...) VecV N(VecV zn, CpuContext* c);
-#define FPV_FMA_M(N, T, ...) VecV N(VecV zda, PredV pg, VecV zn, VecV zm, CpuContext* c);
-#define FPV_FMAD_M(N, T, ...) VecV N(VecV zdn, PredV pg, VecV zm, VecV za, CpuContext* c);
-#define FPV_CMP(N, T, ...) PredV N(PredV pg, VecV zn, VecV zm, CpuContext* c);
-#define FPV_CMP0(N, T, SWAP, ...) PredV N(PredV pg, VecV zn, CpuContext* c);
-#include "sve/fp/vector/fp_functions.inc"
-#undef FPV_BIN_M
-#undef FPV_BIN_X
-#undef FPV_IMM_M
-#undef FPV_UN_M
-#undef FPV_UN_X
-#undef FPV_FMA_M
-#undef FPV_FMAD_M
-#undef FPV_CMP
-#undef FPV_CMP0
+// Those that an element loop template makes are declared from the row table.
+#include "sve/fp/vector/generated/generic_functions.h"
 
 #define FPV_FOR_TYPES(X) X(F16) X(F32) X(D64)
 #define FPV_DECL_MISC(T)                                                                                 \

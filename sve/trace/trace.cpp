@@ -1,5 +1,5 @@
 // The memory trace: region markers and the linear and bundle record builders.
-#include "sve/memory/trace.h"
+#include "sve/trace/trace.h"
 
 #include <pthread.h>
 

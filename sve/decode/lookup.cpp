@@ -6,23 +6,21 @@
 #include <cstring>
 #include <map>
 
-#include "sve/core/sve_emulator.h"
+#include "sve/decode/sve_emulator.h"
 #include "sve/memory/fault.h"
-
-long page_size;
 
 namespace {
 
 typedef std::map<int32_t, sve_handler_t> decode_map;
 
 #define MAP(m, n) decode_map decode_map__##m;
-#include "sve/core/decode_maps.inc"
+#include "sve/decode/generated/decode_maps.inc"
 #undef MAP
 
 // The maps in search order: descending key width, and within one width as listed.
 decode_map* const maps_in_order[SVE_DECODE_MAPS] = {
 #define MAP(m, n) &decode_map__##m,
-#include "sve/core/decode_maps.inc"
+#include "sve/decode/generated/decode_maps.inc"
 #undef MAP
 };
 
@@ -32,7 +30,7 @@ struct map_source {
 };
 const map_source map_sources[SVE_DECODE_MAPS] = {
 #define MAP(m, n) {"decode_map__" #m, n},
-#include "sve/core/decode_maps.inc"
+#include "sve/decode/generated/decode_maps.inc"
 #undef MAP
 };
 

@@ -1,15 +1,17 @@
-// Public interface of the emulation core: the state record and handles (cpu_state.h), the
-// word-to-handler lookup, and a read-only view of the decode rows for tests and tools.
+// Public interface of the decoder: the state record and handles (cpu_state.h), the word-to-handler
+// lookup, and a read-only view of the decode rows (sve/decode/rows.txt) for tests and tools.
 #pragma once
 
 #include <cstdint>
 
 #include "sve/core/cpu_state.h"
+#include "sve/decode/generated/decode_counts.h"
 
 // The handler of an SVE word, or null for a word that is native code.
 sve_handler_t get_sve_handler(uint32_t word);
 
-extern "C++" long page_size;
+// The family of a row: which operations it reaches (the family column of the row table).
+enum sve_family : uint8_t { SVE_FAMILY_INTEGER, SVE_FAMILY_PREDICATE, SVE_FAMILY_MEMORY, SVE_FAMILY_FP };
 
 // One decode row as the tools see it.
 struct sve_row_info {
@@ -21,6 +23,9 @@ struct sve_row_info {
     const char* op;         // specialised operation, or null
     sve_handler_t handler;  // what get_sve_handler returns for the row's words
     sve_handler_t generic;  // the generic function of a specialised row behind the generic frame, or null
+    sve_family family;
+    int esz;                // element size code of the type token, -1 for none
+    const char* type;       // the type token: U8, S64, F32, P16, P ...
 };
 
 struct sve_map_info {
@@ -30,9 +35,6 @@ struct sve_map_info {
     uint32_t mask;     // bits of the word that the key covers
     int rows;
 };
-
-constexpr int SVE_DECODE_MAPS = 44;
-constexpr int SVE_DECODE_ROWS = 1483;
 
 extern const sve_row_info sve_rows[SVE_DECODE_ROWS];
 const sve_map_info& sve_map(int map);
