@@ -9,9 +9,10 @@ Writes, under DIR (default: the source tree):
   sve/decode/generated/handlers.h         declarations of the handlers
   sve/decode/generated/handlers_<family>.cpp  one handler per row of the family
   sve/decode/generated/rows.cpp           the row metadata (sve_rows)
-  sve/<family dir>/generated/generic_functions.h    declarations of the generic functions that
-  sve/<family dir>/generated/generic_functions.inc  an element loop template makes, and their
-                                                    definitions (included where the templates are)
+  sve/<family dir>/generated/functions.h  declarations of the functions that an element loop
+                                          template makes (generic functions, and memory operations)
+  sve/<family dir>/generated/<file>.inc   their definitions, included by <file>.cpp behind the
+                                          templates
 --check writes nothing and exits 1 when a file would change (a test runs it).
 """
 import os
@@ -36,31 +37,85 @@ FAMILY_DIR = {"integer": "sve/integer", "predicate": "sve/integer", "memory": "s
 ESZ_NAME = {0: "ES_BYTE", 1: "ES_HALF", 2: "ES_WORD", 3: "ES_DOUBLE", 4: "ES_QUAD", None: "sf::ESZ_NONE"}
 TYPE_TOKEN = re.compile(r"^(U|S|F|D|B|H|P)(8|16|32|64|128)?$")
 
-# Element loop templates of the generic tier, by name: result type and parameters of the
-# generic functions that they make (the context comes last).
+# Element loop templates, by name: the file that holds the template (and includes the generated
+# definitions, sve/<dir>/generated/<home>.inc), the result type and the parameters of the
+# functions that it makes (a generic function takes the context last). {1} in a result or
+# parameter type stands for the template's second argument. A generic template g_x with a
+# specialised counterpart s_x makes the row's specialised operation too.
 SHAPES = {
     # sve/integer/int_generic.cpp
-    "g_binary": ("VecV", "VecV zn, VecV zm"),
-    "g_wide": ("VecV", "VecV zn, VecV zm"),
-    "g_imm": ("VecV", "VecV zn, uint64_t imm"),
-    "g_binary_m": ("VecV", "VecV zdn, PredV pg, VecV zm"),
-    "g_wide_m": ("VecV", "VecV zdn, PredV pg, VecV zm"),
-    "g_imm_m": ("VecV", "VecV zdn, PredV pg, uint64_t imm"),
-    "g_unary_m": ("VecV", "VecV zd, PredV pg, VecV zn"),
-    "g_ternary_m": ("VecV", "VecV zd, PredV pg, VecV za, VecV zb"),
-    "g_compare": ("PredV", "PredV pg, VecV zn, VecV zm"),
-    "g_compare_wide": ("PredV", "PredV pg, VecV zn, VecV zm"),
-    "g_compare_imm": ("PredV", "PredV pg, VecV zn, int64_t imm"),
+    "g_binary": ("int_generic", "VecV", "VecV zn, VecV zm"),
+    "g_wide": ("int_generic", "VecV", "VecV zn, VecV zm"),
+    "g_imm": ("int_generic", "VecV", "VecV zn, uint64_t imm"),
+    "g_binary_m": ("int_generic", "VecV", "VecV zdn, PredV pg, VecV zm"),
+    "g_wide_m": ("int_generic", "VecV", "VecV zdn, PredV pg, VecV zm"),
+    "g_imm_m": ("int_generic", "VecV", "VecV zdn, PredV pg, uint64_t imm"),
+    "g_unary_m": ("int_generic", "VecV", "VecV zd, PredV pg, VecV zn"),
+    "g_ternary_m": ("int_generic", "VecV", "VecV zd, PredV pg, VecV za, VecV zb"),
+    "g_compare": ("int_generic", "PredV", "PredV pg, VecV zn, VecV zm"),
+    "g_compare_wide": ("int_generic", "PredV", "PredV pg, VecV zn, VecV zm"),
+    "g_compare_imm": ("int_generic", "PredV", "PredV pg, VecV zn, int64_t imm"),
     # sve/fp/vector/arith.cpp
-    "g_bin_m": ("VecV", "VecV zdn, PredV pg, VecV zm"),
-    "g_bin_x": ("VecV", "VecV zn, VecV zm"),
-    "g_un_m": ("VecV", "VecV zd, PredV pg, VecV zn"),
-    "g_un_x": ("VecV", "VecV zn"),
-    "g_fma_m": ("VecV", "VecV zda, PredV pg, VecV zn, VecV zm"),
-    "g_fmad_m": ("VecV", "VecV zdn, PredV pg, VecV zm, VecV za"),
-    "g_cmp": ("PredV", "PredV pg, VecV zn, VecV zm"),
-    "g_cmp0": ("PredV", "PredV pg, VecV zn"),
+    "g_bin_m": ("arith", "VecV", "VecV zdn, PredV pg, VecV zm"),
+    "g_bin_x": ("arith", "VecV", "VecV zn, VecV zm"),
+    "g_un_m": ("arith", "VecV", "VecV zd, PredV pg, VecV zn"),
+    "g_un_x": ("arith", "VecV", "VecV zn"),
+    "g_fma_m": ("arith", "VecV", "VecV zda, PredV pg, VecV zn, VecV zm"),
+    "g_fmad_m": ("arith", "VecV", "VecV zdn, PredV pg, VecV zm, VecV za"),
+    "g_cmp": ("arith", "PredV", "PredV pg, VecV zn, VecV zm"),
+    "g_cmp0": ("arith", "PredV", "PredV pg, VecV zn"),
+    "g_arith_imm_m": ("arith", "VecV", "VecV zdn, PredV pg, uint64_t imm"),
+    # sve/memory/contiguous.cpp
+    "g_load_si": ("contiguous", "VecV", "PredV pg, uint64_t xn, int64_t imm"),
+    "g_load_ss": ("contiguous", "VecV", "PredV pg, uint64_t xn, uint64_t xm"),
+    "g_store_si": ("contiguous", "void", "VecV zt, PredV pg, uint64_t xn, int64_t imm"),
+    "g_store_ss": ("contiguous", "void", "VecV zt, PredV pg, uint64_t xn, uint64_t xm"),
+    "s_load_si": ("contiguous", "aarch64_decode_rc", "cpu_state* s, %s, int imm"),
+    "s_load_ss": ("contiguous", "aarch64_decode_rc", "cpu_state* s, %s, aarch64_i_reg xm"),
+    "s_store_si": ("contiguous", "aarch64_decode_rc", "cpu_state* s, %s, int imm"),
+    "s_store_ss": ("contiguous", "aarch64_decode_rc", "cpu_state* s, %s, aarch64_i_reg xm"),
+    # sve/memory/replicate.cpp
+    "g_load_dup": ("replicate", "VecV", "PredV pg, uint64_t xn, uint64_t imm"),
+    "s_load_dup": ("replicate", "aarch64_decode_rc", "cpu_state* s, %s, unsigned int imm"),
+    "g_load_dup_quad_si": ("replicate", "VecV", "PredV pg, uint64_t xn, int64_t imm"),
+    "g_load_dup_quad_ss": ("replicate", "VecV", "PredV pg, uint64_t xn, uint64_t xm"),
+    # sve/memory/structure.cpp
+    "g_load_struct_si": ("structure", "VecList<{1}>", "PredV pg, uint64_t xn, int64_t imm"),
+    "g_load_struct_ss": ("structure", "VecList<{1}>", "PredV pg, uint64_t xn, uint64_t xm"),
+    "g_store_struct_si": ("structure", "void", "VecList<{1}> zt, PredV pg, uint64_t xn, int64_t imm"),
+    "g_store_struct_ss": ("structure", "void", "VecList<{1}> zt, PredV pg, uint64_t xn, uint64_t xm"),
+    "s_load_struct_si": ("structure", "aarch64_decode_rc", "cpu_state* s, %s, int imm"),
+    "s_load_struct_ss": ("structure", "aarch64_decode_rc", "cpu_state* s, %s, aarch64_i_reg xm"),
+    "s_store_struct_si": ("structure", "aarch64_decode_rc", "cpu_state* s, %s, int imm"),
+    "s_store_struct_ss": ("structure", "aarch64_decode_rc", "cpu_state* s, %s, aarch64_i_reg xm"),
+    # sve/memory/first_fault.cpp
+    "g_load_nf": ("first_fault", "VecV", "VecV zt, PredV pg, uint64_t xn, int64_t imm"),
+    "s_load_nf": ("first_fault", "aarch64_decode_rc", "cpu_state* s, %s, int imm"),
+    "g_load_ff": ("first_fault", "VecV", "PredV pg, uint64_t xn, uint64_t xm"),
+    "s_load_ff": ("first_fault", "aarch64_decode_rc", "cpu_state* s, %s, aarch64_i_reg xm"),
+    # sve/memory/gather_scatter.cpp
+    "g_gather_vi": ("gather_scatter", "VecV", "PredV pg, VecV zn, uint64_t imm"),
+    "g_gather_vs": ("gather_scatter", "VecV", "PredV pg, VecV zm, uint64_t xn"),
+    "g_gather_sv": ("gather_scatter", "VecV", "PredV pg, uint64_t xn, VecV zm"),
+    "g_gather_ff_vi": ("gather_scatter", "VecV", "PredV pg, VecV zn, uint64_t imm"),
+    "g_gather_ff_vs": ("gather_scatter", "VecV", "PredV pg, VecV zm, uint64_t xn"),
+    "g_gather_ff_sv": ("gather_scatter", "VecV", "PredV pg, uint64_t xn, VecV zm"),
+    "g_scatter_vi": ("gather_scatter", "void", "VecV zt, PredV pg, VecV zn, uint64_t imm"),
+    "g_scatter_vs": ("gather_scatter", "void", "VecV zt, PredV pg, VecV zm, uint64_t xn"),
+    "g_scatter_sv": ("gather_scatter", "void", "VecV zt, PredV pg, uint64_t xn, VecV zm"),
+    "s_gather_vi": ("gather_scatter", "aarch64_decode_rc", "cpu_state* s, %s, aarch64_z_reg zn, unsigned int imm"),
+    "s_gather_vs": ("gather_scatter", "aarch64_decode_rc", "cpu_state* s, %s, aarch64_z_reg zm, aarch64_i_rsp_reg xn"),
+    "s_gather_sv": ("gather_scatter", "aarch64_decode_rc", "cpu_state* s, %s, aarch64_i_rsp_reg xn, aarch64_z_reg zm"),
+    "s_scatter_vi": ("gather_scatter", "aarch64_decode_rc", "cpu_state* s, %s, aarch64_z_reg zn, unsigned int imm"),
+    "s_scatter_vs": ("gather_scatter", "aarch64_decode_rc", "cpu_state* s, %s, aarch64_z_reg zm, aarch64_i_rsp_reg xn"),
+    "s_scatter_sv": ("gather_scatter", "aarch64_decode_rc", "cpu_state* s, %s, aarch64_i_rsp_reg xn, aarch64_z_reg zm"),
 }
+# Specialised memory operations begin with the transfer register, the predicate and (but for the
+# vector-addressed forms) the base register: %s above.
+for _name, (_home, _ret, _params) in list(SHAPES.items()):
+    if "%s" in _params:
+        _regs = "aarch64_z_reg zt, aarch64_p_reg pg" + ("" if _name.startswith(("s_gather", "s_scatter")) else ", aarch64_i_rsp_reg xn")
+        SHAPES[_name] = (_home, _ret, _params % _regs)
 
 GENERATED = "// Generated by sve/decode/gen_rows.py from sve/decode/rows.txt: edit those, not this file.\n"
 
@@ -230,25 +285,69 @@ def gen_rows_cpp(rows, order):
     return "".join(out)
 
 
-def gen_generic_h(rows, fams):
-    out = [GENERATED, "// Declarations of the generic functions that an element loop template makes.\n",
+def template_args(call):
+    """Top-level template arguments of 'g_x<a,b<c>,d>'."""
+    inner = call[call.index("<") + 1:-1]
+    args, depth, cur = [], 0, ""
+    for ch in inner:
+        if ch == "," and depth == 0:
+            args.append(cur)
+            cur = ""
+            continue
+        depth += ch == "<"
+        depth -= ch == ">"
+        cur += ch
+    return args + [cur]
+
+
+def made_functions(r):
+    """(template, name, result type, parameters, call) of each function the row's template makes:
+    the generic function and, where the template has a specialised counterpart, the operation."""
+    tmpl = r.generic.split("<", 1)[0]
+    args = template_args(r.generic)
+    out = []
+    for t, name in ((tmpl, r.name), ("s_" + tmpl[2:], r.op if r.tier in "SF" else None)):
+        if name is None or t not in SHAPES:
+            continue
+        home, ret, params = SHAPES[t]
+        ret, params = ret.replace("{1}", args[1] if len(args) > 1 else ""), params.replace("{1}", args[1] if len(args) > 1 else "")
+        call = generic_args(t + r.generic[len(tmpl):])
+        out.append((home, name, ret, params, call, t.startswith("g_")))
+    return out
+
+
+def gen_functions_h(rows, fams):
+    out = [GENERATED, "// Declarations of the functions that the row table makes from element loop templates.\n",
            "#pragma once\n\n#include \"sve/core/generic.h\"\n\n"]
+    seen = set()
     for r in rows:
         if r.family in fams and r.generic != "-":
-            ret, params = SHAPES[r.generic.split("<", 1)[0]]
-            out.append("%s %s(%s, CpuContext* c);\n" % (ret, r.name, params))
+            for home, name, ret, params, call, generic in made_functions(r):
+                if name in seen:
+                    continue
+                seen.add(name)
+                out.append("%s %s(%s%s);\n" % (ret, name, params, ", CpuContext* c" if generic else ""))
     return "".join(out)
 
 
-def gen_generic_inc(rows, fams):
-    out = [GENERATED, "// Definitions of the generic functions that an element loop template makes; included by the\n"
-           "// file that holds the templates.\n\n"]
+def gen_function_defs(rows, fams, home):
+    out = [GENERATED, "// Definitions of the functions that the row table makes from the templates of %s.cpp, which\n"
+           "// includes this file behind them.\n\n" % home]
+    seen = {}
     for r in rows:
         if r.family in fams and r.generic != "-":
-            tmpl = r.generic.split("<", 1)[0]
-            ret, params = SHAPES[tmpl]
-            out.append("%s %s(%s, CpuContext* c) { return %s(%s, c); }\n"
-                       % (ret, r.name, params, generic_args(r.generic), param_names(params)))
+            for h, name, ret, params, call, generic in made_functions(r):
+                if h != home:
+                    continue
+                if name in seen:
+                    if seen[name] != call:
+                        sys.exit("rows.txt: %s is made by both %s and %s" % (name, seen[name], call))
+                    continue
+                seen[name] = call
+                ctx = ", CpuContext* c" if generic else ""
+                names = param_names(params) + (", c" if generic else "")
+                ret_kw = "" if ret == "void" else "return "
+                out.append("%s %s(%s%s) { %s%s(%s); }\n" % (ret, name, params, ctx, ret_kw, call, names))
     return "".join(out)
 
 
@@ -267,9 +366,11 @@ def outputs(rows):
     for fam in FAMILIES:
         by_dir.setdefault(FAMILY_DIR[fam], []).append(fam)
     for d, fams in by_dir.items():
-        if any(r.generic != "-" for r in rows if r.family in fams):
-            files[d + "/generated/generic_functions.h"] = gen_generic_h(rows, fams)
-            files[d + "/generated/generic_functions.inc"] = gen_generic_inc(rows, fams)
+        homes = sorted({SHAPES[r.generic.split("<", 1)[0]][0] for r in rows if r.family in fams and r.generic != "-"})
+        if homes:
+            files[d + "/generated/functions.h"] = gen_functions_h(rows, fams)
+        for home in homes:
+            files[d + "/generated/%s.inc" % home] = gen_function_defs(rows, fams, home)
     return files
 
 

@@ -99,7 +99,7 @@ VecV g_dot(const VecV& zn, const VecV& zm, const VecV& zda, const CpuContext* c,
 }  // namespace
 
 // The functions that the row table makes from the templates above.
-#include "sve/integer/generated/generic_functions.inc"
+#include "sve/integer/generated/int_generic.inc"
 
 // Dot products; the indexed forms take Zm's group from the same 128-bit segment.
 VecV VecS32DotVVVX(VecV zn, VecV zm, VecV zda, CpuContext* c) {

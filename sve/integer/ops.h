@@ -138,7 +138,7 @@ INT_DECL_CMP(hs) INT_DECL_CMP(hi) INT_DECL_CMP(ls) INT_DECL_CMP(lo)
 
 // ---------------------------------------------------------------------------------------------
 // Generic functions. Those that an element loop template makes are declared from the row table.
-#include "sve/integer/generated/generic_functions.h"
+#include "sve/integer/generated/functions.h"
 
 // Dot products.
 VecV VecS32DotVVVX(VecV zn, VecV zm, VecV zda, CpuContext* c);

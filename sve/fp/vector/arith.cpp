@@ -27,7 +27,7 @@ T imm_of(uint64_t imm, CpuContext* c) {
 }
 
 template <class T, class OP>
-VecV g_imm_m(const VecV& zdn, const PredV& pg, uint64_t imm, CpuContext* c) {
+VecV g_arith_imm_m(const VecV& zdn, const PredV& pg, uint64_t imm, CpuContext* c) {
     return gen_each<T>(c, [&](uint32_t e) -> T {
         T k = imm_of<T>(imm, c);
         return pred_active(pg, e, sizeof(T) * 8) ? gstep<OP>(c, vget<T>(zdn, e), k) : vget<T>(zdn, e);
@@ -172,7 +172,7 @@ aarch64_decode_rc s_cmp0(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch
 
 // ---- generic functions ----
 // The functions that the row table makes from the templates above.
-#include "sve/fp/vector/generated/generic_functions.inc"
+#include "sve/fp/vector/generated/arith.inc"
 
 // ---- specialised operations ----
 #define FPV_S_ZPZ(name, ...) \

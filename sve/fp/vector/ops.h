@@ -149,7 +149,7 @@ FPV_SPEC(sve_fcmla_zpzzr, aarch64_z_reg zda, aarch64_p_reg pg, aarch64_z_reg zn,
 
 // ---- generic functions ----
 // Those that an element loop template makes are declared from the row table.
-#include "sve/fp/vector/generated/generic_functions.h"
+#include "sve/fp/vector/generated/functions.h"
 
 #define FPV_FOR_TYPES(X) X(F16) X(F32) X(D64)
 #define FPV_DECL_MISC(T)                                                                                 \
