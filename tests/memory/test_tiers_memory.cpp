@@ -3,8 +3,8 @@
 // registers and the same memory. (The tier test of the core skips memory rows.)
 #include <gtest/gtest.h>
 
-#include "tests/memory/capture.h"
-#include "tests/memory/mem_rows.h"
+#include "tests/support/capture.h"
+#include "tests/support/mem_rows.h"
 #include "tests/support/rows.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "sve/memory/gather_access.h"
-#include "tests/memory2/mem2_util.h"
+#include "tests/memory/vector_rows.h"
 
 namespace {
 
@@ -56,7 +56,7 @@ TEST(GatherAddress, FormsExtendAndScaleTheOffset) {
 TEST(Gather, EveryRowReadsWhereItsFormSaysAndReportsABundle) {
     low_memory m;
     ASSERT_NE(m.bytes, nullptr) << "no memory below 4 GiB";
-    auto rows = vector_addressed_rows("Load", false);
+    auto rows = vector_addressed_rows(SVE_ACCESS_LOAD);
     ASSERT_EQ(rows.size(), 64u);
     test_rng r(0x6a7e);
     for (const row_shape& sh : rows) {
@@ -84,7 +84,7 @@ TEST(Gather, EveryRowReadsWhereItsFormSaysAndReportsABundle) {
 TEST(Scatter, EveryRowWritesWhereItsFormSaysInAscendingOrder) {
     low_memory m;
     ASSERT_NE(m.bytes, nullptr);
-    auto rows = vector_addressed_rows("Store", false);
+    auto rows = vector_addressed_rows(SVE_ACCESS_STORE);
     ASSERT_EQ(rows.size(), 38u);
     static uint8_t want[low_memory::SIZE];
     test_rng r(0x5ca7);
@@ -117,8 +117,8 @@ TEST(GatherScatterTiers, SpecialisedAndGenericAgreeOnABuffer) {
     ASSERT_NE(m.bytes, nullptr);
     static uint8_t initial[low_memory::SIZE], after_specialised[low_memory::SIZE];
     test_rng r(0x7e55);
-    auto rows = vector_addressed_rows("Load", false);
-    auto stores = vector_addressed_rows("Store", false);
+    auto rows = vector_addressed_rows(SVE_ACCESS_LOAD);
+    auto stores = vector_addressed_rows(SVE_ACCESS_STORE);
     rows.insert(rows.end(), stores.begin(), stores.end());
     for (const row_shape& sh : rows) {
         ASSERT_NE(sh.row->generic, nullptr) << sh.row->name;

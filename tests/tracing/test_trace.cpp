@@ -5,7 +5,7 @@
 #include <thread>
 #include <utility>
 
-#include "tests/memory/capture.h"
+#include "tests/support/capture.h"
 #include "tests/support/state_util.h"
 
 namespace {

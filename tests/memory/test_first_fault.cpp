@@ -7,7 +7,7 @@
 // - generic first-fault: lanes from bad_lo become zero and lose FFR, active or not.
 #include <gtest/gtest.h>
 
-#include "tests/memory2/mem2_util.h"
+#include "tests/memory/vector_rows.h"
 
 namespace {
 
@@ -58,7 +58,7 @@ shape_of_name shape(const char* name) {
 
 void run_case(const page_case& c, bool generic_tier) {
     SCOPED_TRACE(std::string(c.row) + ": " + c.what + (generic_tier ? " (generic tier)" : ""));
-    const sve_row_info* row = find_row(c.row);
+    const sve_row_info* row = row_named(c.row);
     ASSERT_NE(row, nullptr);
     guarded_pages pages(2);
     const long page = sysconf(_SC_PAGESIZE);
@@ -144,7 +144,7 @@ TEST(FirstFault, LoadsAtAnUnreadablePage) {
 TEST(FirstFault, GatherStopsAtTheFirstUnreadableElement) {
     guarded_pages pages(1);
     for (size_t i = 0; i < pages.readable; i++) pages.base[i] = uint8_t(i * 7);
-    const sve_row_info* row = find_row("VecU64LoadFF8VSZ");  // ldff1d z0.d, p0/z, [x1, z2.d]
+    const sve_row_info* row = row_named("VecU64LoadFF8VSZ");  // ldff1d z0.d, p0/z, [x1, z2.d]
     ASSERT_NE(row, nullptr);
     cpu_state s = {};
     std::memset(s.ffr, 1, 80);
@@ -161,7 +161,7 @@ TEST(FirstFault, GatherStopsAtTheFirstUnreadableElement) {
 
     // The first active element on the unreadable page: no signal, everything zero.
     std::memset(s.ffr, 1, 80);
-    const sve_row_info* row32 = find_row("VecS32LoadFF2XSVZ");  // ldff1sh z0.s, [x1, z2.s, sxtw #1]
+    const sve_row_info* row32 = row_named("VecS32LoadFF2XSVZ");  // ldff1sh z0.s, [x1, z2.s, sxtw #1]
     ASSERT_NE(row32, nullptr);
     for (int e = 0; e < 20; e++) put_le(s.z[2] + 4 * e, 4, uint32_t(-1 - e));  // x1 - 2, x1 - 4, ...
     s.x[1] = uint64_t(pages.hole()) + 4;  // lane 0 at hole + 2: unreadable; the others readable
@@ -177,17 +177,17 @@ TEST(FirstFault, FfrInstructions) {
     test_rng r(0xff5);
     random_state(s, r);
     std::memset(s.ffr, 0, 80);
-    ASSERT_EQ(run_word(&s, sve_row_word(*find_row("VecPClearFFSR"), 0)), RC_DONE);
+    ASSERT_EQ(run_word(&s, sve_row_word(*row_named("VecPClearFFSR"), 0)), RC_DONE);
     for (int i = 0; i < 80; i++) ASSERT_EQ(s.ffr[i], 1) << "setffr, byte " << i;
 
     // rdffr p2, p6/z right after setffr: p2 equals p6.
-    ASSERT_EQ(run_word(&s, sve_row_word(*find_row("VecPActualP"), (6u << 5) | 2u)), RC_DONE);
+    ASSERT_EQ(run_word(&s, sve_row_word(*row_named("VecPActualP"), (6u << 5) | 2u)), RC_DONE);
     EXPECT_EQ(std::memcmp(s.p[2], s.p[6], 80), 0);
 
     // wrffr p9 copies bytes; rdffr p11 copies them back.
     for (int i = 0; i < 80; i++) s.p[9][i] = uint8_t(i % 3 == 0);
-    ASSERT_EQ(run_word(&s, sve_row_word(*find_row("VecPWriteFFSRP"), 9u << 5)), RC_DONE);
+    ASSERT_EQ(run_word(&s, sve_row_word(*row_named("VecPWriteFFSRP"), 9u << 5)), RC_DONE);
     EXPECT_EQ(std::memcmp(s.ffr, s.p[9], 80), 0);
-    ASSERT_EQ(run_word(&s, sve_row_word(*find_row("VecPReadFFSRP"), 11u)), RC_DONE);
+    ASSERT_EQ(run_word(&s, sve_row_word(*row_named("VecPReadFFSRP"), 11u)), RC_DONE);
     EXPECT_EQ(std::memcmp(s.p[11], s.p[9], 80), 0);
 }

@@ -2,7 +2,7 @@
 // both forms, and the bundle records (one per active lane, at its last member).
 #include <gtest/gtest.h>
 
-#include "tests/memory2/mem2_util.h"
+#include "tests/memory/vector_rows.h"
 
 namespace {
 
@@ -109,7 +109,7 @@ TEST(Structure, BasesAndRegisterLists) {
         {"VecU32E2Load4LSSZ", 31, 3, 12, 0},          // from z31 the list wraps to z0
     };
     for (auto& c : cases) {
-        const sve_row_info* row = find_row(c.row);
+        const sve_row_info* row = row_named(c.row);
         ASSERT_NE(row, nullptr) << c.row;
         cpu_state s = {};
         std::memset(s.p[1], 1, 80);

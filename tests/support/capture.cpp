@@ -1,4 +1,4 @@
-#include "tests/memory/capture.h"
+#include "tests/support/capture.h"
 
 #include <sys/mman.h>
 #include <unistd.h>

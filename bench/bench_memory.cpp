@@ -2,8 +2,8 @@
 // Not a test: run build/<config>/tests/memory/bench_memory by hand.
 #include <benchmark/benchmark.h>
 
-#include "tests/memory/capture.h"
-#include "tests/memory/mem_rows.h"
+#include "tests/support/capture.h"
+#include "tests/support/mem_rows.h"
 
 namespace {
 
@@ -11,7 +11,7 @@ test_memory mem;
 
 // Runs the row `name` with Zt 0, Pg 1, Xn 2, imm/Xm 0, with the first `active` lanes of `lane_bytes` on.
 void run_row(benchmark::State& st, const char* name, int lane_bytes, int active) {
-    const sve_row_info* row = find_row(name);
+    const sve_row_info* row = row_named(name);
     cpu_state s = {};
     for (int i = 0; i < active; i++) s.p[1][i * lane_bytes] = 1;
     s.x[2] = uint64_t(mem.middle());

@@ -1,4 +1,4 @@
-// Helpers of the gather, structure and first-fault tests: what a row's name says about it,
+// Helpers of the gather, structure and first-fault tests: the shape of a gather or scatter row,
 // memory below 4 GiB (32-bit vector-of-bases forms reach only there), and a traced run.
 #pragma once
 
@@ -10,10 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "tests/memory/capture.h"
-#include "tests/memory/mem_rows.h"
+#include "tests/support/capture.h"
+#include "tests/support/mem_rows.h"
+#include "tests/support/rows.h"
 
-// Element sizes, extension and address form read from a stem such as VecS64LoadFF2XSVZ.
+// Element sizes, extension and address form of a gather or scatter row.
 struct row_shape {
     const sve_row_info* row;
     uint32_t lane = 0, mem = 0;  // register and memory element, bytes
@@ -24,25 +25,18 @@ struct row_shape {
     bool low32() const { return lane == 4 || form[0] == 'X' || form[0] == 'Y'; }
 };
 
-inline std::vector<row_shape> vector_addressed_rows(const char* kind, bool first_fault) {
+// The rows of one access kind whose addresses come from vector lanes.
+inline std::vector<row_shape> vector_addressed_rows(sve_access kind) {
+    static const char* const forms[] = {"", "SI", "LSS", "VI", "VS", "XVS", "YVS", "SV", "XSV", "YSV"};
     std::vector<row_shape> out;
     for (const sve_row_info& r : sve_rows) {
-        std::string n = r.name;
-        size_t k = n.find(kind);
-        if (n.rfind("Vec", 0) != 0 || k == std::string::npos || n.back() != 'Z') continue;
-        bool ff = n.compare(k + std::strlen(kind), 2, "FF") == 0;
-        if (ff != first_fault) continue;
-        size_t d = k + std::strlen(kind) + (ff ? 2 : 0);
-        std::string form = n.substr(d + 1, n.size() - d - 2);
-        if (form != "VI" && form != "VS" && form != "XVS" && form != "YVS" && form != "SV" && form != "XSV" &&
-            form != "YSV")
-            continue;
+        if (r.access != kind || !vector_addressed(r)) continue;
         row_shape s;
         s.row = &r;
-        s.lane = uint32_t(std::stoi(n.substr(4, k - 4))) / 8;
-        s.mem = uint32_t(n[d] - '0');
-        s.sign = n[3] == 'S';
-        s.form = form;
+        s.lane = uint32_t(sve_row_elem_bytes(r));
+        s.mem = uint32_t(r.mem_bytes);
+        s.sign = r.type[0] == 'S';
+        s.form = forms[r.address];
         out.push_back(s);
     }
     return out;

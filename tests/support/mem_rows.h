@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "sve/decode/sve_emulator.h"
+#include "tests/support/rows.h"
 #include "tests/support/state_util.h"
 
 // The operand fields of a load or store word.
@@ -30,12 +30,6 @@ struct test_memory {
         for (auto& b : bytes) b = uint8_t(r.next());
     }
 };
-
-inline const sve_row_info* find_row(const char* name) {
-    for (const sve_row_info& r : sve_rows)
-        if (std::string(r.name) == name) return &r;
-    return nullptr;
-}
 
 // Rows whose names match all of `parts` and contain none of `not_parts`.
 inline std::vector<const sve_row_info*> rows_named(std::initializer_list<const char*> parts,
