@@ -14,6 +14,7 @@ Writes, under DIR (default: the source tree):
   sve/<family dir>/generated/<file>.inc   their definitions, included by <file>.cpp behind the
                                           templates
 --check writes nothing and exits 1 when a file would change (a test runs it).
+--format aligns the columns of rows.txt and writes nothing else.
 """
 import os
 import re
@@ -98,9 +99,6 @@ SHAPES = {
     "g_gather_vi": ("gather_scatter", "VecV", "PredV pg, VecV zn, uint64_t imm"),
     "g_gather_vs": ("gather_scatter", "VecV", "PredV pg, VecV zm, uint64_t xn"),
     "g_gather_sv": ("gather_scatter", "VecV", "PredV pg, uint64_t xn, VecV zm"),
-    "g_gather_ff_vi": ("gather_scatter", "VecV", "PredV pg, VecV zn, uint64_t imm"),
-    "g_gather_ff_vs": ("gather_scatter", "VecV", "PredV pg, VecV zm, uint64_t xn"),
-    "g_gather_ff_sv": ("gather_scatter", "VecV", "PredV pg, uint64_t xn, VecV zm"),
     "g_scatter_vi": ("gather_scatter", "void", "VecV zt, PredV pg, VecV zn, uint64_t imm"),
     "g_scatter_vs": ("gather_scatter", "void", "VecV zt, PredV pg, VecV zm, uint64_t xn"),
     "g_scatter_sv": ("gather_scatter", "void", "VecV zt, PredV pg, uint64_t xn, VecV zm"),
@@ -382,7 +380,29 @@ def outputs(rows):
     return files
 
 
+def format_table(path):
+    """Pads every column of the rows to one width; comments and blank lines stay."""
+    lines = open(path).read().rstrip("\n").split("\n")
+    rows = [l.split() for l in lines if l.strip() and not l.lstrip().startswith("#")]
+    header = next(i for i, l in enumerate(lines) if l.startswith("# map "))
+    names = lines[header][1:].split()
+    widths = [max(len(r[i]) for r in rows + [names]) for i in range(len(names))]
+    out = []
+    for i, l in enumerate(lines):
+        if i == header:
+            out.append("# " + " ".join(n.ljust(w) for n, w in zip(names, widths)).rstrip())
+        elif l.strip() and not l.lstrip().startswith("#"):
+            out.append("  " + " ".join(f.ljust(w) for f, w in zip(l.split(), widths)).rstrip())
+        else:
+            out.append(l)
+    with open(path, "w") as f:
+        f.write("\n".join(out) + "\n")
+
+
 def main():
+    if "--format" in sys.argv:
+        format_table(os.path.join(HERE, "rows.txt"))
+        return 0
     root = SOURCE_ROOT
     check = "--check" in sys.argv
     if "--root" in sys.argv:

@@ -66,15 +66,15 @@ using zr = aarch64_z_reg;
 using pr = aarch64_p_reg;
 using xr = aarch64_i_rsp_reg;
 
-template <class T, class U, sve_addr_form F>
+template <class T, class U, sve_addr_form F, bool FF>
 aarch64_decode_rc s_gather_vi(cpu_state* s, zr zt, pr pg, zr zn, unsigned int imm) {
     return vector_access<T, U, F, false>(s, zt.num, pg.num, zn.num, uint64_t(imm) * sizeof(T));
 }
-template <class T, class U, sve_addr_form F>
+template <class T, class U, sve_addr_form F, bool FF>
 aarch64_decode_rc s_gather_vs(cpu_state* s, zr zt, pr pg, zr zm, xr xn) {
     return vector_access<T, U, F, false>(s, zt.num, pg.num, zm.num, read_xsp(s, xn));
 }
-template <class T, class U, sve_addr_form F>
+template <class T, class U, sve_addr_form F, bool FF>
 aarch64_decode_rc s_gather_sv(cpu_state* s, zr zt, pr pg, xr xn, zr zm) {
     return vector_access<T, U, F, false>(s, zt.num, pg.num, zm.num, read_xsp(s, xn));
 }
@@ -90,29 +90,18 @@ template <class T, class U, sve_addr_form F>
 aarch64_decode_rc s_scatter_sv(cpu_state* s, zr zt, pr pg, xr xn, zr zm) {
     return vector_access<T, U, F, true>(s, zt.num, pg.num, zm.num, read_xsp(s, xn));
 }
-template <class T, class U, sve_addr_form F>
+// FF: a first-fault gather, which reports unreadable lanes through FFR instead of faulting.
+template <class T, class U, sve_addr_form F, bool FF>
 VecV g_gather_vi(const PredV& pg, const VecV& zn, uint64_t imm, CpuContext* c) {
-    return generic_gather<T, U, F, false>(pg, zn, imm * sizeof(T), c);
+    return generic_gather<T, U, F, FF>(pg, zn, imm * sizeof(T), c);
 }
-template <class T, class U, sve_addr_form F>
+template <class T, class U, sve_addr_form F, bool FF>
 VecV g_gather_vs(const PredV& pg, const VecV& zm, uint64_t xn, CpuContext* c) {
-    return generic_gather<T, U, F, false>(pg, zm, xn, c);
+    return generic_gather<T, U, F, FF>(pg, zm, xn, c);
 }
-template <class T, class U, sve_addr_form F>
+template <class T, class U, sve_addr_form F, bool FF>
 VecV g_gather_sv(const PredV& pg, uint64_t xn, const VecV& zm, CpuContext* c) {
-    return generic_gather<T, U, F, false>(pg, zm, xn, c);
-}
-template <class T, class U, sve_addr_form F>
-VecV g_gather_ff_vi(const PredV& pg, const VecV& zn, uint64_t imm, CpuContext* c) {
-    return generic_gather<T, U, F, true>(pg, zn, imm * sizeof(T), c);
-}
-template <class T, class U, sve_addr_form F>
-VecV g_gather_ff_vs(const PredV& pg, const VecV& zm, uint64_t xn, CpuContext* c) {
-    return generic_gather<T, U, F, true>(pg, zm, xn, c);
-}
-template <class T, class U, sve_addr_form F>
-VecV g_gather_ff_sv(const PredV& pg, uint64_t xn, const VecV& zm, CpuContext* c) {
-    return generic_gather<T, U, F, true>(pg, zm, xn, c);
+    return generic_gather<T, U, F, FF>(pg, zm, xn, c);
 }
 template <class T, class U, sve_addr_form F>
 void g_scatter_vi(const VecV& zt, const PredV& pg, const VecV& zn, uint64_t imm, CpuContext* c) {
