@@ -17,7 +17,7 @@
 #include "sve/core/cpu_state.h"
 #include "sve/core/generic.h"
 
-namespace sf {
+namespace forms {
 
 constexpr int ESZ_NONE = 9;
 
@@ -204,4 +204,4 @@ struct host_fpsr {
     }
 };
 
-}  // namespace sf
+}  // namespace forms

@@ -35,7 +35,7 @@ FAMILY_HEADERS = {
 FAMILY_DIR = {"integer": "sve/integer", "predicate": "sve/integer", "memory": "sve/memory", "fp": "sve/fp/vector"}
 
 # Element size code of a type token: the number in it is the element width in bits.
-ESZ_NAME = {0: "ES_BYTE", 1: "ES_HALF", 2: "ES_WORD", 3: "ES_DOUBLE", 4: "ES_QUAD", None: "sf::ESZ_NONE"}
+ESZ_NAME = {0: "ES_BYTE", 1: "ES_HALF", 2: "ES_WORD", 3: "ES_DOUBLE", 4: "ES_QUAD", None: "forms::ESZ_NONE"}
 ACCESS = re.compile(r"^(load|load_ff|load_nf|store|fill|spill|prefetch)/(0|1|2|4|8)/(SI|LSS|VI|VS|XVS|YVS|SV|XSV|YSV)$")
 TYPE_TOKEN = re.compile(r"^(U|S|F|D|B|H|P)(8|16|32|64|128)?$")
 
@@ -257,7 +257,7 @@ def gen_handlers_cpp(rows, fam):
             out.append("aarch64_decode_rc %s(cpu_state* s, uint32_t w) { return %s::run<&%s, %s>(s, w); }\n"
                        % (r.name, r.sform, r.op, e))
         elif r.tier == "F":
-            out.append("aarch64_decode_rc %s(cpu_state* s, uint32_t w) { return sf::host_fpsr<%s>::run<&%s, %s>(s, w); }\n"
+            out.append("aarch64_decode_rc %s(cpu_state* s, uint32_t w) { return forms::host_fpsr<%s>::run<&%s, %s>(s, w); }\n"
                        % (r.name, r.sform, r.op, e))
         elif r.tier == "G":
             out.append("aarch64_decode_rc %s(cpu_state* s, uint32_t w) { return %s::run<&::%s, %s>(s, w); }\n"

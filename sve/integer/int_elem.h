@@ -25,7 +25,7 @@ typedef uint16_t elem_H16;
 typedef uint32_t elem_F32;
 typedef uint64_t elem_D64;
 
-namespace ie {
+namespace int_elements {
 
 template <class T> constexpr int NBITS = int(sizeof(T) * 8);
 template <class T> constexpr int NELEM = SVE_VL_BYTES / int(sizeof(T));
@@ -307,4 +307,4 @@ struct cmp_gt { template <class V> static auto f(V a, V b) { return a > b; } };
 struct cmp_le { template <class V> static auto f(V a, V b) { return a <= b; } };
 struct cmp_lt { template <class V> static auto f(V a, V b) { return a < b; } };
 
-}  // namespace ie
+}  // namespace int_elements

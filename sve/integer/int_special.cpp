@@ -6,7 +6,7 @@
 #include "sve/integer/int_elem.h"
 #include "sve/integer/ops.h"
 
-using namespace ie;
+using namespace int_elements;
 
 namespace {
 

@@ -13,77 +13,77 @@
 // Operand forms of the rows.
 
 // add zdn.t, zdn.t, #imm{, lsl #8}: Zdn 4:0, immediate 13:5.
-using sf_zdn_imm8sh = sf::sform<sf::Zt<0>, sf::Imm8Sh>;
-using gf_zdn_imm8sh = sf::gform<sf::DZ<0>, sf::Z<0>, sf::Imm8Sh>;
-using gf_zdn_arith = sf::gform<sf::DZ<0>, sf::Z<0>, sf::ArithImm>;
+using sf_zdn_imm8sh = forms::sform<forms::Zt<0>, forms::Imm8Sh>;
+using gf_zdn_imm8sh = forms::gform<forms::DZ<0>, forms::Z<0>, forms::Imm8Sh>;
+using gf_zdn_arith = forms::gform<forms::DZ<0>, forms::Z<0>, forms::ArithImm>;
 // Zdn 4:0 with imm8 12:5, sign- or zero-extended.
-using sf_zdn_simm8 = sf::sform<sf::Zt<0>, sf::SImm<5, 8>>;
-using gf_zdn_simm8 = sf::gform<sf::DZ<0>, sf::Z<0>, sf::SImm<5, 8>>;
-using gf_zdn_uimm8 = sf::gform<sf::DZ<0>, sf::Z<0>, sf::UImm<5, 8>>;
+using sf_zdn_simm8 = forms::sform<forms::Zt<0>, forms::SImm<5, 8>>;
+using gf_zdn_simm8 = forms::gform<forms::DZ<0>, forms::Z<0>, forms::SImm<5, 8>>;
+using gf_zdn_uimm8 = forms::gform<forms::DZ<0>, forms::Z<0>, forms::UImm<5, 8>>;
 // Zdn 4:0 with the bit-mask immediate 17:5; dupm writes Zd.
-using sf_zdn_logimm = sf::sform<sf::Zt<0>, sf::LogImm>;
-using gf_zdn_logimm = sf::gform<sf::DZ<0>, sf::Z<0>, sf::LogImm>;
-using sf_dupm = sf::sform<sf::Z<0>, sf::LogImm>;
-using gf_dupm = sf::gform<sf::DZ<0>, sf::LogImm>;
+using sf_zdn_logimm = forms::sform<forms::Zt<0>, forms::LogImm>;
+using gf_zdn_logimm = forms::gform<forms::DZ<0>, forms::Z<0>, forms::LogImm>;
+using sf_dupm = forms::sform<forms::Z<0>, forms::LogImm>;
+using gf_dupm = forms::gform<forms::DZ<0>, forms::LogImm>;
 // Unpredicated three registers: Zd 4:0, Zn 9:5, Zm 20:16.
-using sf_zzz = sf::sform<sf::Z<0>, sf::Z<5>, sf::Z<16>>;
-using gf_zzz = sf::gform<sf::DZ<0>, sf::Z<5>, sf::Z<16>>;
+using sf_zzz = forms::sform<forms::Z<0>, forms::Z<5>, forms::Z<16>>;
+using gf_zzz = forms::gform<forms::DZ<0>, forms::Z<5>, forms::Z<16>>;
 // Predicated, merging: Zdn (or Zd) 4:0, Pg 12:10, Zm (or Zn) 9:5.
-using sf_zpz = sf::sform<sf::Zt<0>, sf::P<10, 3, PQ_M>, sf::Z<5>>;
-using sf_zpz_unary = sf::sform<sf::Z<0>, sf::P<10, 3, PQ_M>, sf::Z<5>>;
-using gf_zpz = sf::gform<sf::DZ<0>, sf::Z<0>, sf::P<10, 3, PQ_M>, sf::Z<5>>;
+using sf_zpz = forms::sform<forms::Zt<0>, forms::P<10, 3, PQ_M>, forms::Z<5>>;
+using sf_zpz_unary = forms::sform<forms::Z<0>, forms::P<10, 3, PQ_M>, forms::Z<5>>;
+using gf_zpz = forms::gform<forms::DZ<0>, forms::Z<0>, forms::P<10, 3, PQ_M>, forms::Z<5>>;
 // movprfx zeroing: Zd 4:0, Pg 12:10, Zn 9:5.
-using sf_zpz_zero = sf::sform<sf::Z<0>, sf::P<10, 3, PQ_Z>, sf::Z<5>>;
-using gf_zpz_zero = sf::gform<sf::DZ<0>, sf::P<10, 3, PQ_Z>, sf::Z<5>>;
-using sf_zz = sf::sform<sf::Z<0>, sf::Z<5>>;
-using gf_zz = sf::gform<sf::DZ<0>, sf::Z<5>>;
+using sf_zpz_zero = forms::sform<forms::Z<0>, forms::P<10, 3, PQ_Z>, forms::Z<5>>;
+using gf_zpz_zero = forms::gform<forms::DZ<0>, forms::P<10, 3, PQ_Z>, forms::Z<5>>;
+using sf_zz = forms::sform<forms::Z<0>, forms::Z<5>>;
+using gf_zz = forms::gform<forms::DZ<0>, forms::Z<5>>;
 // mla, mls: Zda 4:0, Pg 12:10, Zn 9:5, Zm 20:16. mad, msb: Zdn 4:0, Pg, Zm 20:16, Za 9:5.
-using sf_mla = sf::sform<sf::Zt<0>, sf::P<10, 3, PQ_M>, sf::Z<5>, sf::Z<16>>;
-using gf_mla = sf::gform<sf::DZ<0>, sf::Z<0>, sf::P<10, 3, PQ_M>, sf::Z<5>, sf::Z<16>>;
-using sf_mad = sf::sform<sf::Zt<0>, sf::P<10, 3, PQ_M>, sf::Z<16>, sf::Z<5>>;
-using gf_mad = sf::gform<sf::DZ<0>, sf::Z<0>, sf::P<10, 3, PQ_M>, sf::Z<16>, sf::Z<5>>;
+using sf_mla = forms::sform<forms::Zt<0>, forms::P<10, 3, PQ_M>, forms::Z<5>, forms::Z<16>>;
+using gf_mla = forms::gform<forms::DZ<0>, forms::Z<0>, forms::P<10, 3, PQ_M>, forms::Z<5>, forms::Z<16>>;
+using sf_mad = forms::sform<forms::Zt<0>, forms::P<10, 3, PQ_M>, forms::Z<16>, forms::Z<5>>;
+using gf_mad = forms::gform<forms::DZ<0>, forms::Z<0>, forms::P<10, 3, PQ_M>, forms::Z<16>, forms::Z<5>>;
 // Dot products: Zda 4:0, Zn 9:5, Zm 20:16 (indexed: Zm 18:16 with index 20:19, or 19:16 with 20).
-using gf_dot = sf::gform<sf::DZ<0>, sf::Z<5>, sf::Z<16>, sf::Z<0>>;
-using gf_dot_idx_s = sf::gform<sf::DZ<0>, sf::Z<5>, sf::ZF<16, 3>, sf::Z<0>, sf::UImm<19, 2>>;
-using gf_dot_idx_d = sf::gform<sf::DZ<0>, sf::Z<5>, sf::ZF<16, 4>, sf::Z<0>, sf::UImm<20, 1>>;
+using gf_dot = forms::gform<forms::DZ<0>, forms::Z<5>, forms::Z<16>, forms::Z<0>>;
+using gf_dot_idx_s = forms::gform<forms::DZ<0>, forms::Z<5>, forms::ZF<16, 3>, forms::Z<0>, forms::UImm<19, 2>>;
+using gf_dot_idx_d = forms::gform<forms::DZ<0>, forms::Z<5>, forms::ZF<16, 4>, forms::Z<0>, forms::UImm<20, 1>>;
 // dup, cpy.
-using sf_dup_zi = sf::sform<sf::Z<0>, sf::DupImm>;
-using gf_dup_zi = sf::gform<sf::DZ<0>, sf::DupImm>;
-using sf_dup_zr = sf::sform<sf::Z<0>, sf::Rsp<5>>;
-using gf_dup_zr = sf::gform<sf::DZ<0>, sf::Rsp<5>>;
-using sf_cpy_zpi_z = sf::sform<sf::Z<0>, sf::P<16, 4, PQ_Z>, sf::DupImm>;
-using gf_cpy_zpi_z = sf::gform<sf::DZ<0>, sf::P<16, 4, PQ_Z>, sf::DupImm>;
-using sf_cpy_zpi_m = sf::sform<sf::Z<0>, sf::P<16, 4, PQ_M>, sf::DupImm>;
-using gf_cpy_zpi_m = sf::gform<sf::DZ<0>, sf::Z<0>, sf::P<16, 4, PQ_M>, sf::DupImm>;
-using sf_cpy_zpr = sf::sform<sf::Z<0>, sf::P<10, 3, PQ_M>, sf::Rsp<5>>;
-using gf_cpy_zpr = sf::gform<sf::DZ<0>, sf::Z<0>, sf::P<10, 3, PQ_M>, sf::Rsp<5>>;
+using sf_dup_zi = forms::sform<forms::Z<0>, forms::DupImm>;
+using gf_dup_zi = forms::gform<forms::DZ<0>, forms::DupImm>;
+using sf_dup_zr = forms::sform<forms::Z<0>, forms::Rsp<5>>;
+using gf_dup_zr = forms::gform<forms::DZ<0>, forms::Rsp<5>>;
+using sf_cpy_zpi_z = forms::sform<forms::Z<0>, forms::P<16, 4, PQ_Z>, forms::DupImm>;
+using gf_cpy_zpi_z = forms::gform<forms::DZ<0>, forms::P<16, 4, PQ_Z>, forms::DupImm>;
+using sf_cpy_zpi_m = forms::sform<forms::Z<0>, forms::P<16, 4, PQ_M>, forms::DupImm>;
+using gf_cpy_zpi_m = forms::gform<forms::DZ<0>, forms::Z<0>, forms::P<16, 4, PQ_M>, forms::DupImm>;
+using sf_cpy_zpr = forms::sform<forms::Z<0>, forms::P<10, 3, PQ_M>, forms::Rsp<5>>;
+using gf_cpy_zpr = forms::gform<forms::DZ<0>, forms::Z<0>, forms::P<10, 3, PQ_M>, forms::Rsp<5>>;
 // index: Zd 4:0, start 9:5, step 20:16, each an immediate or a general register.
-using sf_index_ii = sf::sform<sf::Z<0>, sf::SImm<5, 5>, sf::SImm<16, 5>>;
-using gf_index_ii = sf::gform<sf::DZ<0>, sf::SImm<5, 5>, sf::SImm<16, 5>>;
-using sf_index_ri = sf::sform<sf::Z<0>, sf::R<5>, sf::SImm<16, 5>>;
-using gf_index_ri = sf::gform<sf::DZ<0>, sf::R<5>, sf::SImm<16, 5>>;
-using sf_index_ir = sf::sform<sf::Z<0>, sf::SImm<5, 5>, sf::R<16>>;
-using gf_index_ir = sf::gform<sf::DZ<0>, sf::SImm<5, 5>, sf::R<16>>;
-using sf_index_rr = sf::sform<sf::Z<0>, sf::R<5>, sf::R<16>>;
-using gf_index_rr = sf::gform<sf::DZ<0>, sf::R<5>, sf::R<16>>;
+using sf_index_ii = forms::sform<forms::Z<0>, forms::SImm<5, 5>, forms::SImm<16, 5>>;
+using gf_index_ii = forms::gform<forms::DZ<0>, forms::SImm<5, 5>, forms::SImm<16, 5>>;
+using sf_index_ri = forms::sform<forms::Z<0>, forms::R<5>, forms::SImm<16, 5>>;
+using gf_index_ri = forms::gform<forms::DZ<0>, forms::R<5>, forms::SImm<16, 5>>;
+using sf_index_ir = forms::sform<forms::Z<0>, forms::SImm<5, 5>, forms::R<16>>;
+using gf_index_ir = forms::gform<forms::DZ<0>, forms::SImm<5, 5>, forms::R<16>>;
+using sf_index_rr = forms::sform<forms::Z<0>, forms::R<5>, forms::R<16>>;
+using gf_index_rr = forms::gform<forms::DZ<0>, forms::R<5>, forms::R<16>>;
 // Immediate shifts: predicated Zdn 4:0, Pg 12:10, count from 23:22 and 9:5; unpredicated
 // Zd 4:0, Zn 9:5, count from 23:22 and 20:16.
-using sf_shr_zpi = sf::sform<sf::Zt<0>, sf::P<10, 3, PQ_M>, sf::ShiftImm<5, true>>;
-using sf_shl_zpi = sf::sform<sf::Zt<0>, sf::P<10, 3, PQ_M>, sf::ShiftImm<5, false>>;
-using gf_shr_zpi = sf::gform<sf::DZ<0>, sf::Z<0>, sf::P<10, 3, PQ_M>, sf::ShiftImm<5, true>>;
-using gf_shl_zpi = sf::gform<sf::DZ<0>, sf::Z<0>, sf::P<10, 3, PQ_M>, sf::ShiftImm<5, false>>;
-using sf_shr_zzi = sf::sform<sf::Z<0>, sf::Z<5>, sf::ShiftImm<16, true>>;
-using sf_shl_zzi = sf::sform<sf::Z<0>, sf::Z<5>, sf::ShiftImm<16, false>>;
-using gf_shr_zzi = sf::gform<sf::DZ<0>, sf::Z<5>, sf::ShiftImm<16, true>>;
-using gf_shl_zzi = sf::gform<sf::DZ<0>, sf::Z<5>, sf::ShiftImm<16, false>>;
+using sf_shr_zpi = forms::sform<forms::Zt<0>, forms::P<10, 3, PQ_M>, forms::ShiftImm<5, true>>;
+using sf_shl_zpi = forms::sform<forms::Zt<0>, forms::P<10, 3, PQ_M>, forms::ShiftImm<5, false>>;
+using gf_shr_zpi = forms::gform<forms::DZ<0>, forms::Z<0>, forms::P<10, 3, PQ_M>, forms::ShiftImm<5, true>>;
+using gf_shl_zpi = forms::gform<forms::DZ<0>, forms::Z<0>, forms::P<10, 3, PQ_M>, forms::ShiftImm<5, false>>;
+using sf_shr_zzi = forms::sform<forms::Z<0>, forms::Z<5>, forms::ShiftImm<16, true>>;
+using sf_shl_zzi = forms::sform<forms::Z<0>, forms::Z<5>, forms::ShiftImm<16, false>>;
+using gf_shr_zzi = forms::gform<forms::DZ<0>, forms::Z<5>, forms::ShiftImm<16, true>>;
+using gf_shl_zzi = forms::gform<forms::DZ<0>, forms::Z<5>, forms::ShiftImm<16, false>>;
 // Compares: Pd 3:0 (with the element size), Pg 12:10, Zn 9:5, then Zm 20:16, a signed imm5
 // in 20:16 or an unsigned imm7 in 20:14.
-using sf_cmp_zz = sf::sform<sf::P<0, 4, -1>, sf::P<10, 3, PQ_Z>, sf::Z<5>, sf::Z<16>>;
-using gf_cmp_zz = sf::gform<sf::DP<0>, sf::P<10, 3, PQ_Z>, sf::Z<5>, sf::Z<16>>;
-using sf_cmp_zsi = sf::sform<sf::P<0, 4, -1>, sf::P<10, 3, PQ_Z>, sf::Z<5>, sf::SImm<16, 5>>;
-using gf_cmp_zsi = sf::gform<sf::DP<0>, sf::P<10, 3, PQ_Z>, sf::Z<5>, sf::SImm<16, 5>>;
-using sf_cmp_zui = sf::sform<sf::P<0, 4, -1>, sf::P<10, 3, PQ_Z>, sf::Z<5>, sf::UImm<14, 7>>;
-using gf_cmp_zui = sf::gform<sf::DP<0>, sf::P<10, 3, PQ_Z>, sf::Z<5>, sf::UImm<14, 7>>;
+using sf_cmp_zz = forms::sform<forms::P<0, 4, -1>, forms::P<10, 3, PQ_Z>, forms::Z<5>, forms::Z<16>>;
+using gf_cmp_zz = forms::gform<forms::DP<0>, forms::P<10, 3, PQ_Z>, forms::Z<5>, forms::Z<16>>;
+using sf_cmp_zsi = forms::sform<forms::P<0, 4, -1>, forms::P<10, 3, PQ_Z>, forms::Z<5>, forms::SImm<16, 5>>;
+using gf_cmp_zsi = forms::gform<forms::DP<0>, forms::P<10, 3, PQ_Z>, forms::Z<5>, forms::SImm<16, 5>>;
+using sf_cmp_zui = forms::sform<forms::P<0, 4, -1>, forms::P<10, 3, PQ_Z>, forms::Z<5>, forms::UImm<14, 7>>;
+using gf_cmp_zui = forms::gform<forms::DP<0>, forms::P<10, 3, PQ_Z>, forms::Z<5>, forms::UImm<14, 7>>;
 
 // ---------------------------------------------------------------------------------------------
 // Specialised operations.

@@ -12,7 +12,7 @@
 
 namespace {
 
-using namespace pcore;
+using namespace permute_core;
 
 template <perm_kind K, class T>
 VecV permute_vec(const VecV& a, const VecV& b, const CpuContext* c) {

@@ -12,7 +12,7 @@
 
 namespace {
 
-using namespace pcore;
+using namespace permute_core;
 
 // Reduction operators over a 64-bit accumulator that holds an element of type T.
 struct r_add {  // the sum of the widened elements, 64 bits, wrapping

@@ -5,7 +5,7 @@
 
 namespace {
 
-using namespace mem;
+using namespace memory_access;
 
 // Xn + imm * (the memory one vector of this element pair covers).
 template <class T, class U>

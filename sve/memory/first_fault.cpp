@@ -11,7 +11,7 @@
 
 namespace {
 
-using namespace mem;
+using namespace memory_access;
 
 inline bool readable(uint64_t a) { return addr_is_readable<char>(reinterpret_cast<volatile char*>(a)); }
 

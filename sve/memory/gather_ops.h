@@ -15,18 +15,18 @@ enum sve_addr_form : int { VI, VS, XVS, YVS, SV, XSV, YSV };
 
 // Gathers and scatters: Zt 4:0, Pg 12:10, and Zn 9:5 with imm5 20:16 (vector plus immediate),
 // or Xn|sp 9:5 with Zm 20:16 (scalar plus vector). zpzr and zprz differ in argument order only.
-using sf_gather_zpzi = sf::sform<sf::Z<0>, sf::P<10, 3, PQ_Z>, sf::Z<5>, sf::UImm<16, 5>>;
-using sf_gather_zpzr = sf::sform<sf::Z<0>, sf::P<10, 3, PQ_Z>, sf::Z<16>, sf::Rsp<5>>;
-using sf_gather_zprz = sf::sform<sf::Z<0>, sf::P<10, 3, PQ_Z>, sf::Rsp<5>, sf::Z<16>>;
-using sf_scatter_zpzi = sf::sform<sf::Z<0>, sf::P<10, 3, PQ_BARE>, sf::Z<5>, sf::UImm<16, 5>>;
-using sf_scatter_zpzr = sf::sform<sf::Z<0>, sf::P<10, 3, PQ_BARE>, sf::Z<16>, sf::Rsp<5>>;
-using sf_scatter_zprz = sf::sform<sf::Z<0>, sf::P<10, 3, PQ_BARE>, sf::Rsp<5>, sf::Z<16>>;
-using gf_gather_zpzi = sf::gform<sf::DZ<0>, sf::P<10, 3, PQ_Z>, sf::Z<5>, sf::UImm<16, 5>>;
-using gf_gather_zpzr = sf::gform<sf::DZ<0>, sf::P<10, 3, PQ_Z>, sf::Z<16>, sf::Rsp<5>>;
-using gf_gather_zprz = sf::gform<sf::DZ<0>, sf::P<10, 3, PQ_Z>, sf::Rsp<5>, sf::Z<16>>;
-using gf_scatter_zpzi = sf::gform<sf::DNone, sf::Z<0>, sf::P<10, 3, PQ_BARE>, sf::Z<5>, sf::UImm<16, 5>>;
-using gf_scatter_zpzr = sf::gform<sf::DNone, sf::Z<0>, sf::P<10, 3, PQ_BARE>, sf::Z<16>, sf::Rsp<5>>;
-using gf_scatter_zprz = sf::gform<sf::DNone, sf::Z<0>, sf::P<10, 3, PQ_BARE>, sf::Rsp<5>, sf::Z<16>>;
+using sf_gather_zpzi = forms::sform<forms::Z<0>, forms::P<10, 3, PQ_Z>, forms::Z<5>, forms::UImm<16, 5>>;
+using sf_gather_zpzr = forms::sform<forms::Z<0>, forms::P<10, 3, PQ_Z>, forms::Z<16>, forms::Rsp<5>>;
+using sf_gather_zprz = forms::sform<forms::Z<0>, forms::P<10, 3, PQ_Z>, forms::Rsp<5>, forms::Z<16>>;
+using sf_scatter_zpzi = forms::sform<forms::Z<0>, forms::P<10, 3, PQ_BARE>, forms::Z<5>, forms::UImm<16, 5>>;
+using sf_scatter_zpzr = forms::sform<forms::Z<0>, forms::P<10, 3, PQ_BARE>, forms::Z<16>, forms::Rsp<5>>;
+using sf_scatter_zprz = forms::sform<forms::Z<0>, forms::P<10, 3, PQ_BARE>, forms::Rsp<5>, forms::Z<16>>;
+using gf_gather_zpzi = forms::gform<forms::DZ<0>, forms::P<10, 3, PQ_Z>, forms::Z<5>, forms::UImm<16, 5>>;
+using gf_gather_zpzr = forms::gform<forms::DZ<0>, forms::P<10, 3, PQ_Z>, forms::Z<16>, forms::Rsp<5>>;
+using gf_gather_zprz = forms::gform<forms::DZ<0>, forms::P<10, 3, PQ_Z>, forms::Rsp<5>, forms::Z<16>>;
+using gf_scatter_zpzi = forms::gform<forms::DNone, forms::Z<0>, forms::P<10, 3, PQ_BARE>, forms::Z<5>, forms::UImm<16, 5>>;
+using gf_scatter_zpzr = forms::gform<forms::DNone, forms::Z<0>, forms::P<10, 3, PQ_BARE>, forms::Z<16>, forms::Rsp<5>>;
+using gf_scatter_zprz = forms::gform<forms::DNone, forms::Z<0>, forms::P<10, 3, PQ_BARE>, forms::Rsp<5>, forms::Z<16>>;
 
 
 // Structure loads and stores (ld2..ld4, st2..st4): N registers from Zt, wrapping after z31, and
@@ -45,7 +45,7 @@ struct VecList {
     VecV v[N];
 };
 
-namespace sf {
+namespace forms {
 // The register list Zt, Zt+1, ... Zt+N-1 (mod 32), as a source and as a destination.
 template <int LO, int N>
 struct ZList {
@@ -61,28 +61,28 @@ struct DZList {
         for (int r = 0; r < N; r++) store_vec(s, (fld(w, LO, 5) + r) % 32, l.v[r]);
     }
 };
-}  // namespace sf
+}  // namespace forms
 
 #define SVE_STRUCTURE_FORMS(N)                                                                                   \
-    using gf_ld##N##_zpri = sf::gform<sf::DZList<0, N>, sf::P<10, 3, PQ_Z>, sf::Rsp<5>, sf::SImm<16, 4>>;         \
-    using gf_ld##N##_zprr = sf::gform<sf::DZList<0, N>, sf::P<10, 3, PQ_Z>, sf::Rsp<5>, sf::R<16>>;               \
-    using gf_st##N##_zpri = sf::gform<sf::DNone, sf::ZList<0, N>, sf::P<10, 3, PQ_BARE>, sf::Rsp<5>, sf::SImm<16, 4>>; \
-    using gf_st##N##_zprr = sf::gform<sf::DNone, sf::ZList<0, N>, sf::P<10, 3, PQ_BARE>, sf::Rsp<5>, sf::R<16>>;
+    using gf_ld##N##_zpri = forms::gform<forms::DZList<0, N>, forms::P<10, 3, PQ_Z>, forms::Rsp<5>, forms::SImm<16, 4>>;         \
+    using gf_ld##N##_zprr = forms::gform<forms::DZList<0, N>, forms::P<10, 3, PQ_Z>, forms::Rsp<5>, forms::R<16>>;               \
+    using gf_st##N##_zpri = forms::gform<forms::DNone, forms::ZList<0, N>, forms::P<10, 3, PQ_BARE>, forms::Rsp<5>, forms::SImm<16, 4>>; \
+    using gf_st##N##_zprr = forms::gform<forms::DNone, forms::ZList<0, N>, forms::P<10, 3, PQ_BARE>, forms::Rsp<5>, forms::R<16>>;
 SVE_STRUCTURE_FORMS(2)
 SVE_STRUCTURE_FORMS(3)
 SVE_STRUCTURE_FORMS(4)
 
 
 // The generic non-fault load also takes the old destination: lanes that cannot be read keep it.
-using gf_ldnf_zpri = sf::gform<sf::DZ<0>, sf::Z<0>, sf::P<10, 3, PQ_Z>, sf::Rsp<5>, sf::SImm<16, 4>>;
+using gf_ldnf_zpri = forms::gform<forms::DZ<0>, forms::Z<0>, forms::P<10, 3, PQ_Z>, forms::Rsp<5>, forms::SImm<16, 4>>;
 
 // FFR: setffr, wrffr Pn (Pn 8:5), rdffr Pd (Pd 3:0).
-using sf_setffr = sf::sform<>;
-using gf_setffr = sf::gform<sf::DNone>;
-using sf_wrffr = sf::sform<sf::P<5, 4, PQ_B>>;
-using gf_wrffr = sf::gform<sf::DNone, sf::P<5, 4, PQ_B>>;
-using sf_rdffr_p = sf::sform<sf::P<0, 4, PQ_B>>;
-using gf_rdffr_p = sf::gform<sf::DP<0>>;
+using sf_setffr = forms::sform<>;
+using gf_setffr = forms::gform<forms::DNone>;
+using sf_wrffr = forms::sform<forms::P<5, 4, PQ_B>>;
+using gf_wrffr = forms::gform<forms::DNone, forms::P<5, 4, PQ_B>>;
+using sf_rdffr_p = forms::sform<forms::P<0, 4, PQ_B>>;
+using gf_rdffr_p = forms::gform<forms::DP<0>>;
 aarch64_decode_rc sve_setffr(cpu_state* s);
 aarch64_decode_rc sve_wrffr_p(cpu_state* s, aarch64_p_reg pn);
 aarch64_decode_rc sve_rdffr_p(cpu_state* s, aarch64_p_reg pd);

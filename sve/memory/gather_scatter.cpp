@@ -9,7 +9,7 @@
 
 namespace {
 
-using namespace mem;
+using namespace memory_access;
 
 template <class U>
 inline U lane_of(const cpu_state* s, uint32_t z, uint32_t e) {

@@ -9,7 +9,7 @@
 #include "sve/memory/primitives.h"
 #include "sve/trace/trace.h"
 
-namespace sf {
+namespace forms {
 
 // The 9-bit signed immediate of ldr and str (Z and P): bits 21:16 high, bits 12:10 low.
 struct SImm9Split {
@@ -20,28 +20,28 @@ struct SImm9Split {
     template <int ESZ> static int64_t gget(const cpu_state*, uint32_t w) { return get<ESZ>(w); }
 };
 
-}  // namespace sf
+}  // namespace forms
 
 // Contiguous loads and stores: Zt 4:0, Pg 12:10, Xn|sp 9:5, and imm4 19:16 (signed, in vector
 // steps) or Xm 20:16 (31 is zero).
-using sf_ld_zpri = sf::sform<sf::Z<0>, sf::P<10, 3, PQ_Z>, sf::Rsp<5>, sf::SImm<16, 4>>;
-using sf_ld_zprr = sf::sform<sf::Z<0>, sf::P<10, 3, PQ_Z>, sf::Rsp<5>, sf::R<16>>;
-using sf_st_zpri = sf::sform<sf::Z<0>, sf::P<10, 3, PQ_BARE>, sf::Rsp<5>, sf::SImm<16, 4>>;
-using sf_st_zprr = sf::sform<sf::Z<0>, sf::P<10, 3, PQ_BARE>, sf::Rsp<5>, sf::R<16>>;
-using gf_ld_zpri = sf::gform<sf::DZ<0>, sf::P<10, 3, PQ_Z>, sf::Rsp<5>, sf::SImm<16, 4>>;
-using gf_ld_zprr = sf::gform<sf::DZ<0>, sf::P<10, 3, PQ_Z>, sf::Rsp<5>, sf::R<16>>;
-using gf_st_zpri = sf::gform<sf::DNone, sf::Z<0>, sf::P<10, 3, PQ_BARE>, sf::Rsp<5>, sf::SImm<16, 4>>;
-using gf_st_zprr = sf::gform<sf::DNone, sf::Z<0>, sf::P<10, 3, PQ_BARE>, sf::Rsp<5>, sf::R<16>>;
+using sf_ld_zpri = forms::sform<forms::Z<0>, forms::P<10, 3, PQ_Z>, forms::Rsp<5>, forms::SImm<16, 4>>;
+using sf_ld_zprr = forms::sform<forms::Z<0>, forms::P<10, 3, PQ_Z>, forms::Rsp<5>, forms::R<16>>;
+using sf_st_zpri = forms::sform<forms::Z<0>, forms::P<10, 3, PQ_BARE>, forms::Rsp<5>, forms::SImm<16, 4>>;
+using sf_st_zprr = forms::sform<forms::Z<0>, forms::P<10, 3, PQ_BARE>, forms::Rsp<5>, forms::R<16>>;
+using gf_ld_zpri = forms::gform<forms::DZ<0>, forms::P<10, 3, PQ_Z>, forms::Rsp<5>, forms::SImm<16, 4>>;
+using gf_ld_zprr = forms::gform<forms::DZ<0>, forms::P<10, 3, PQ_Z>, forms::Rsp<5>, forms::R<16>>;
+using gf_st_zpri = forms::gform<forms::DNone, forms::Z<0>, forms::P<10, 3, PQ_BARE>, forms::Rsp<5>, forms::SImm<16, 4>>;
+using gf_st_zprr = forms::gform<forms::DNone, forms::Z<0>, forms::P<10, 3, PQ_BARE>, forms::Rsp<5>, forms::R<16>>;
 // Load and replicate: imm6 21:16, unsigned, in memory elements.
-using sf_ldr_zpri = sf::sform<sf::Z<0>, sf::P<10, 3, PQ_Z>, sf::Rsp<5>, sf::UImm<16, 6>>;
-using gf_ldr_zpri = sf::gform<sf::DZ<0>, sf::P<10, 3, PQ_Z>, sf::Rsp<5>, sf::UImm<16, 6>>;
+using sf_ldr_zpri = forms::sform<forms::Z<0>, forms::P<10, 3, PQ_Z>, forms::Rsp<5>, forms::UImm<16, 6>>;
+using gf_ldr_zpri = forms::gform<forms::DZ<0>, forms::P<10, 3, PQ_Z>, forms::Rsp<5>, forms::UImm<16, 6>>;
 // ldr / str of Z (Zt 4:0) and P (Pt 3:0), no predicate.
-using sf_fill_z = sf::sform<sf::Z<0>, sf::Rsp<5>, sf::SImm9Split>;
-using sf_fill_p = sf::sform<sf::P<0, 4, PQ_BARE>, sf::Rsp<5>, sf::SImm9Split>;
-using gf_fill_z = sf::gform<sf::DZ<0>, sf::Rsp<5>, sf::SImm9Split>;
-using gf_fill_p = sf::gform<sf::DP<0, 4>, sf::Rsp<5>, sf::SImm9Split>;
-using gf_spill_z = sf::gform<sf::DNone, sf::Z<0>, sf::Rsp<5>, sf::SImm9Split>;
-using gf_spill_p = sf::gform<sf::DNone, sf::P<0, 4, PQ_BARE>, sf::Rsp<5>, sf::SImm9Split>;
+using sf_fill_z = forms::sform<forms::Z<0>, forms::Rsp<5>, forms::SImm9Split>;
+using sf_fill_p = forms::sform<forms::P<0, 4, PQ_BARE>, forms::Rsp<5>, forms::SImm9Split>;
+using gf_fill_z = forms::gform<forms::DZ<0>, forms::Rsp<5>, forms::SImm9Split>;
+using gf_fill_p = forms::gform<forms::DP<0, 4>, forms::Rsp<5>, forms::SImm9Split>;
+using gf_spill_z = forms::gform<forms::DNone, forms::Z<0>, forms::Rsp<5>, forms::SImm9Split>;
+using gf_spill_p = forms::gform<forms::DNone, forms::P<0, 4, PQ_BARE>, forms::Rsp<5>, forms::SImm9Split>;
 
 // ldr and str of Z (80 bytes) and of P (10 bytes, one bit per vector byte).
 aarch64_decode_rc sve_ldr_zri(cpu_state* s, aarch64_z_reg zt, aarch64_i_rsp_reg xn, int imm);

@@ -4,7 +4,7 @@
 
 namespace {
 
-using namespace mem;
+using namespace memory_access;
 
 // The element is read once, and only if some lane is active: an all-false predicate reads nothing.
 template <class T, class U>

@@ -5,7 +5,7 @@
 #include "sve/memory/access.h"
 #include "sve/memory/gather_ops.h"
 
-using namespace mem;
+using namespace memory_access;
 
 template <class T, class U, int N>
 aarch64_decode_rc sve_ldN_zpri(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn,

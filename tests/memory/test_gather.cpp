@@ -9,7 +9,7 @@ namespace {
 
 template <class T, class U, int F>
 uint64_t addr_of(uint64_t scalar, uint64_t lane) {
-    return mem::gather_address<T, U, F>(scalar, U(lane));
+    return memory_access::gather_address<T, U, F>(scalar, U(lane));
 }
 
 void expect_bundle(const vector_case& c, const row_shape& sh, memaccess_type_t type) {

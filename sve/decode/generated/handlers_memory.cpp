@@ -6,12 +6,12 @@
 
 namespace sve_handlers {
 
-aarch64_decode_rc VecPClearFFSR(cpu_state* s, uint32_t w) { return sf_setffr::run<&sve_setffr, sf::ESZ_NONE>(s, w); }
-aarch64_decode_rc gen_VecPClearFFSR(cpu_state* s, uint32_t w) { return gf_setffr::run<&::VecPClearFFSR, sf::ESZ_NONE>(s, w); }
-aarch64_decode_rc VecPWriteFFSRP(cpu_state* s, uint32_t w) { return sf_wrffr::run<&sve_wrffr_p, sf::ESZ_NONE>(s, w); }
-aarch64_decode_rc gen_VecPWriteFFSRP(cpu_state* s, uint32_t w) { return gf_wrffr::run<&::VecPWriteFFSRP, sf::ESZ_NONE>(s, w); }
-aarch64_decode_rc VecPReadFFSRP(cpu_state* s, uint32_t w) { return sf_rdffr_p::run<&sve_rdffr_p, sf::ESZ_NONE>(s, w); }
-aarch64_decode_rc gen_VecPReadFFSRP(cpu_state* s, uint32_t w) { return gf_rdffr_p::run<&::VecPReadFFSRP, sf::ESZ_NONE>(s, w); }
+aarch64_decode_rc VecPClearFFSR(cpu_state* s, uint32_t w) { return sf_setffr::run<&sve_setffr, forms::ESZ_NONE>(s, w); }
+aarch64_decode_rc gen_VecPClearFFSR(cpu_state* s, uint32_t w) { return gf_setffr::run<&::VecPClearFFSR, forms::ESZ_NONE>(s, w); }
+aarch64_decode_rc VecPWriteFFSRP(cpu_state* s, uint32_t w) { return sf_wrffr::run<&sve_wrffr_p, forms::ESZ_NONE>(s, w); }
+aarch64_decode_rc gen_VecPWriteFFSRP(cpu_state* s, uint32_t w) { return gf_wrffr::run<&::VecPWriteFFSRP, forms::ESZ_NONE>(s, w); }
+aarch64_decode_rc VecPReadFFSRP(cpu_state* s, uint32_t w) { return sf_rdffr_p::run<&sve_rdffr_p, forms::ESZ_NONE>(s, w); }
+aarch64_decode_rc gen_VecPReadFFSRP(cpu_state* s, uint32_t w) { return gf_rdffr_p::run<&::VecPReadFFSRP, forms::ESZ_NONE>(s, w); }
 aarch64_decode_rc VecU8Prefetch1LSS(cpu_state*, uint32_t) { return RC_DONE; }
 aarch64_decode_rc VecU32Prefetch1VI(cpu_state*, uint32_t) { return RC_DONE; }
 aarch64_decode_rc VecU32Prefetch1YSV(cpu_state*, uint32_t) { return RC_DONE; }
@@ -607,14 +607,14 @@ aarch64_decode_rc VecU64CStore8LSSZ(cpu_state* s, uint32_t w) { return sf_st_zpr
 aarch64_decode_rc gen_VecU64CStore8LSSZ(cpu_state* s, uint32_t w) { return gf_st_zprr::run<&::VecU64CStore8LSSZ, ES_DOUBLE>(s, w); }
 aarch64_decode_rc VecU64E4Store8LSSZ(cpu_state* s, uint32_t w) { return sf_st_zprr::run<&sve_st4d_scaled_zprr, ES_DOUBLE>(s, w); }
 aarch64_decode_rc gen_VecU64E4Store8LSSZ(cpu_state* s, uint32_t w) { return gf_st4_zprr::run<&::VecU64E4Store8LSSZ, ES_DOUBLE>(s, w); }
-aarch64_decode_rc VecPFillSI(cpu_state* s, uint32_t w) { return sf_fill_p::run<&sve_ldr_pri, sf::ESZ_NONE>(s, w); }
-aarch64_decode_rc gen_VecPFillSI(cpu_state* s, uint32_t w) { return gf_fill_p::run<&::VecPFillSI, sf::ESZ_NONE>(s, w); }
+aarch64_decode_rc VecPFillSI(cpu_state* s, uint32_t w) { return sf_fill_p::run<&sve_ldr_pri, forms::ESZ_NONE>(s, w); }
+aarch64_decode_rc gen_VecPFillSI(cpu_state* s, uint32_t w) { return gf_fill_p::run<&::VecPFillSI, forms::ESZ_NONE>(s, w); }
 aarch64_decode_rc VecU8Prefetch1SI(cpu_state*, uint32_t) { return RC_DONE; }
 aarch64_decode_rc VecU16Prefetch2SI(cpu_state*, uint32_t) { return RC_DONE; }
 aarch64_decode_rc VecU32Prefetch4SI(cpu_state*, uint32_t) { return RC_DONE; }
 aarch64_decode_rc VecU64Prefetch8SI(cpu_state*, uint32_t) { return RC_DONE; }
-aarch64_decode_rc VecPSpillSI(cpu_state* s, uint32_t w) { return sf_fill_p::run<&sve_str_pri, sf::ESZ_NONE>(s, w); }
-aarch64_decode_rc gen_VecPSpillSI(cpu_state* s, uint32_t w) { return gf_spill_p::run<&::VecPSpillSI, sf::ESZ_NONE>(s, w); }
+aarch64_decode_rc VecPSpillSI(cpu_state* s, uint32_t w) { return sf_fill_p::run<&sve_str_pri, forms::ESZ_NONE>(s, w); }
+aarch64_decode_rc gen_VecPSpillSI(cpu_state* s, uint32_t w) { return gf_spill_p::run<&::VecPSpillSI, forms::ESZ_NONE>(s, w); }
 aarch64_decode_rc VecU8LoadDup1SIZ(cpu_state* s, uint32_t w) { return sf_ldr_zpri::run<&sve_ld1rb_zpri, ES_BYTE>(s, w); }
 aarch64_decode_rc gen_VecU8LoadDup1SIZ(cpu_state* s, uint32_t w) { return gf_ldr_zpri::run<&::VecU8LoadDup1SIZ, ES_BYTE>(s, w); }
 aarch64_decode_rc VecU16LoadDup1SIZ(cpu_state* s, uint32_t w) { return sf_ldr_zpri::run<&sve_ld1rb_h_zpri, ES_HALF>(s, w); }

@@ -22,7 +22,7 @@ VecV g_bin_x(const VecV& zn, const VecV& zm, CpuContext* c) {
 // for every element, active or not, with its flags merged like any other step.
 template <class T>
 T imm_of(uint64_t imm, CpuContext* c) {
-    if constexpr (sizeof(T) == 2) return gstep<fpv::Convert<uint32_t, uint16_t, FPRounding_ZERO>>(c, uint32_t(imm));
+    if constexpr (sizeof(T) == 2) return gstep<fp_elements::Convert<uint32_t, uint16_t, FPRounding_ZERO>>(c, uint32_t(imm));
     else return T(imm);
 }
 
@@ -98,7 +98,7 @@ template <class OP, int KIND>
 aarch64_decode_rc s_imm_m(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_sve_fp_arith_imm imm) {
     fp_size_dispatch(zdn.tied_qual[0], [&](auto t) {
         typedef decltype(t) T;
-        T k = sizeof(T) == 4 ? T(fpf::fp_arith_imm32(KIND, imm.i1)) : T(fpf::fp_arith_imm64(KIND, imm.i1));
+        T k = sizeof(T) == 4 ? T(fp_forms::fp_arith_imm32(KIND, imm.i1)) : T(fp_forms::fp_arith_imm64(KIND, imm.i1));
         alignas(16) T ks[16 / sizeof(T)];
         for (T& x : ks) x = k;
         if (spec_vec<T, OP, true>(s, s->z[zdn.num], s->p[pg.num], s->z[zdn.num], vreg(s, zdn.num),
@@ -206,7 +206,7 @@ aarch64_decode_rc s_cmp0(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch
 aarch64_decode_rc sve_frecpe_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) {
     fp_size_dispatch(zd.qual, [&](auto t) {
         typedef decltype(t) T;
-        spec_each<T>(s, zd.num, [&](uint32_t e) { return spec_eval<fpv::RecpE>(s, zel<T>(s, zn.num, e)); });
+        spec_each<T>(s, zd.num, [&](uint32_t e) { return spec_eval<fp_elements::RecpE>(s, zel<T>(s, zn.num, e)); });
     });
     return RC_DONE;
 }

@@ -99,10 +99,10 @@ __attribute__((always_inline)) inline bool spec_vec([[maybe_unused]] cpu_state* 
                      [[maybe_unused]] const uint8_t* pred, [[maybe_unused]] const uint8_t* merge,
                      [[maybe_unused]] In... in) {
 #if defined(__x86_64__)
-    typedef fpv::x86<OP> X;
+    typedef fp_elements::x86<OP> X;
     if constexpr (X::has) {
-        if (X::fused && !xfp::have_fma()) return false;
-        return xfp::run<T, X::kind, PRED, X>(s, out, pred, merge, in...);
+        if (X::fused && !x86_fp::have_fma()) return false;
+        return x86_fp::run<T, X::kind, PRED, X>(s, out, pred, merge, in...);
     }
 #endif
     return false;

@@ -1,7 +1,7 @@
 // FDUP, FCPY, FTMAD and the floating-point immediate expansion.
 #include "sve/fp/vector/ops.h"
 
-aarch64_sve_fp_dup_imm fpf::fp_expand_imm8(uint32_t imm8) {
+aarch64_sve_fp_dup_imm fp_forms::fp_expand_imm8(uint32_t imm8) {
     uint32_t sign = (imm8 >> 7) & 1, b = (imm8 >> 6) & 1, cd = (imm8 >> 4) & 3, efgh = imm8 & 15;
     // half: sign, NOT(b), b b, cd, efgh 000000
     uint16_t h = uint16_t(sign << 15 | (b ^ 1) << 14 | (b ? 3u : 0u) << 12 | cd << 10 | efgh << 6);
