@@ -131,7 +131,7 @@ template <perm_kind K, class T>
 // source.
 template <perm_kind K>
 [[gnu::always_inline]] inline void permute_regs(uint8_t* d, const uint8_t* a, const uint8_t* b, uint32_t s) {
-    dispatch_unsigned(s, [&](auto x) { permute80<K, decltype(x)>(d, a, b); });
+    on_size(s, [&](auto x) { permute80<K, decltype(x)>(d, a, b); });
 }
 
 // Elements of src in reverse order; the bytes inside an element keep their order.
@@ -144,7 +144,7 @@ inline void rev_core(uint8_t* dst, const uint8_t* src, uint32_t n) {
 // source.
 inline void rev_regs(uint8_t* d, const uint8_t* src, uint32_t s) {
     alignas(16) uint8_t tmp[SVE_VL_BYTES];
-    dispatch_unsigned(s, [&](auto x) {
+    on_size(s, [&](auto x) {
         typedef decltype(x) T;
         rev_core<T>(tmp, src, SVE_VL_BYTES / sizeof(T));
     });

@@ -10,12 +10,12 @@ namespace {
 
 template <class T, class OP>
 VecV g_bin_m(const VecV& zdn, const PredV& pg, const VecV& zm, CpuContext* c) {
-    return gen_merge<T>(zdn, pg, c, [&](uint32_t e) { return gstep<OP>(c, vget<T>(zdn, e), vget<T>(zm, e)); });
+    return gen_merge<T>(zdn, pg, c, [&](uint32_t e, auto) { return gstep<OP>(c, vget<T>(zdn, e), vget<T>(zm, e)); });
 }
 
 template <class T, class OP>
 VecV g_bin_x(const VecV& zn, const VecV& zm, CpuContext* c) {
-    return gen_each<T>(c, [&](uint32_t e) { return gstep<OP>(c, vget<T>(zn, e), vget<T>(zm, e)); });
+    return gen_map<T>(c, [&](uint32_t e) { return gstep<OP>(c, vget<T>(zn, e), vget<T>(zm, e)); });
 }
 
 // The immediate of a half precision form arrives as a single precision pattern and is converted
@@ -28,7 +28,7 @@ T imm_of(uint64_t imm, CpuContext* c) {
 
 template <class T, class OP>
 VecV g_arith_imm_m(const VecV& zdn, const PredV& pg, uint64_t imm, CpuContext* c) {
-    return gen_each<T>(c, [&](uint32_t e) -> T {
+    return gen_map<T>(c, [&](uint32_t e) -> T {
         T k = imm_of<T>(imm, c);
         return pred_active(pg, e, sizeof(T) * 8) ? gstep<OP>(c, vget<T>(zdn, e), k) : vget<T>(zdn, e);
     });
@@ -38,24 +38,24 @@ VecV g_arith_imm_m(const VecV& zdn, const PredV& pg, uint64_t imm, CpuContext* c
 // extension for floating-point and unsigned results, sign extension for signed ones.
 template <class C, class S, class D, class OP>
 VecV g_un_m(const VecV& zd, const PredV& pg, const VecV& zn, CpuContext* c) {
-    return gen_merge<C>(zd, pg, c, [&](uint32_t e) { return C(gstep<OP>(c, S(vget<C>(zn, e)))); });
+    return gen_merge<C>(zd, pg, c, [&](uint32_t e, auto) { return C(gstep<OP>(c, S(vget<C>(zn, e)))); });
 }
 
 template <class T, class OP>
 VecV g_un_x(const VecV& zn, CpuContext* c) {
-    return gen_each<T>(c, [&](uint32_t e) { return gstep<OP>(c, vget<T>(zn, e)); });
+    return gen_map<T>(c, [&](uint32_t e) { return gstep<OP>(c, vget<T>(zn, e)); });
 }
 
 // Fused: OP(addend, multiplicand, multiplier).
 template <class T, class OP>
 VecV g_fma_m(const VecV& zda, const PredV& pg, const VecV& zn, const VecV& zm, CpuContext* c) {
     return gen_merge<T>(zda, pg, c,
-                        [&](uint32_t e) { return gstep<OP>(c, vget<T>(zda, e), vget<T>(zn, e), vget<T>(zm, e)); });
+                        [&](uint32_t e, auto) { return gstep<OP>(c, vget<T>(zda, e), vget<T>(zn, e), vget<T>(zm, e)); });
 }
 template <class T, class OP>
 VecV g_fmad_m(const VecV& zdn, const PredV& pg, const VecV& zm, const VecV& za, CpuContext* c) {
     return gen_merge<T>(zdn, pg, c,
-                        [&](uint32_t e) { return gstep<OP>(c, vget<T>(za, e), vget<T>(zdn, e), vget<T>(zm, e)); });
+                        [&](uint32_t e, auto) { return gstep<OP>(c, vget<T>(za, e), vget<T>(zdn, e), vget<T>(zm, e)); });
 }
 
 template <class T, class OP>

@@ -26,7 +26,7 @@ T fcmla_elem(T da, T n, T m, bool neg, Eval&& fma, Neg&& fneg) {
 
 template <class T>
 VecV g_fcadd(const VecV& zdn, const PredV& pg, const VecV& zm, uint64_t rot, CpuContext* c) {
-    return gen_merge<T>(zdn, pg, c, [&](uint32_t e) {
+    return gen_merge<T>(zdn, pg, c, [&](uint32_t e, auto) {
         T m = vget<T>(zm, fcadd_src(e));
         return gstep<fp_elements::Add>(c, vget<T>(zdn, e), fcadd_neg(e, rot) ? FPNeg<T>(m) : m);
     });
@@ -42,7 +42,7 @@ T g_fcmla_elem(const VecV& zda, const VecV& zn, const VecV& zm, uint32_t e, uint
 
 template <class T>
 VecV g_fcmla(const VecV& zda, const PredV& pg, const VecV& zn, const VecV& zm, uint64_t rot, CpuContext* c) {
-    return gen_merge<T>(zda, pg, c, [&](uint32_t e) {
+    return gen_merge<T>(zda, pg, c, [&](uint32_t e, auto) {
         return g_fcmla_elem<T>(zda, zn, zm, e, rot, [](uint32_t x) { return x & ~1u; }, c);
     });
 }
@@ -53,7 +53,7 @@ constexpr uint32_t seg_elems() { return 16 / sizeof(T); }
 
 template <class T>
 VecV g_fcmla_ix(const VecV& zn, const VecV& zm, const VecV& zda, uint64_t rot, uint64_t index, CpuContext* c) {
-    return gen_each<T>(c, [&](uint32_t e) {
+    return gen_map<T>(c, [&](uint32_t e) {
         return g_fcmla_elem<T>(zda, zn, zm, e, rot,
                                [&](uint32_t x) { return x / seg_elems<T>() * seg_elems<T>() + 2 * uint32_t(index); }, c);
     });
@@ -65,13 +65,13 @@ uint32_t ix_of(uint32_t e, uint64_t index) { return e / seg_elems<T>() * seg_ele
 
 template <class T, class OP>
 VecV g_fma_ix(const VecV& zn, const VecV& zm, const VecV& zda, uint64_t index, CpuContext* c) {
-    return gen_each<T>(c, [&](uint32_t e) {
+    return gen_map<T>(c, [&](uint32_t e) {
         return gstep<OP>(c, vget<T>(zda, e), vget<T>(zn, e), vget<T>(zm, ix_of<T>(e, index)));
     });
 }
 template <class T>
 VecV g_mul_ix(const VecV& zn, const VecV& zm, uint64_t index, CpuContext* c) {
-    return gen_each<T>(c, [&](uint32_t e) { return gstep<fp_elements::Mul>(c, vget<T>(zn, e), vget<T>(zm, ix_of<T>(e, index))); });
+    return gen_map<T>(c, [&](uint32_t e) { return gstep<fp_elements::Mul>(c, vget<T>(zn, e), vget<T>(zm, ix_of<T>(e, index))); });
 }
 
 }  // namespace

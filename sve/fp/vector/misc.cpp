@@ -19,11 +19,11 @@ namespace {
 
 template <class T>
 VecV g_dup(uint64_t imm, CpuContext* c) {
-    return gen_each<T>(c, [&](uint32_t) { return T(imm); });
+    return gen_map<T>(c, [&](uint32_t) { return T(imm); });
 }
 template <class T>
 VecV g_cpy(const VecV& zd, const PredV& pg, uint64_t imm, CpuContext* c) {
-    return gen_merge<T>(zd, pg, c, [&](uint32_t) { return T(imm); });
+    return gen_merge<T>(zd, pg, c, [&](uint32_t, auto) { return T(imm); });
 }
 
 // FTMAD: coefficient (chosen by imm3 and the sign of Zm) + Zdn * |Zm|.
@@ -33,7 +33,7 @@ struct TriMAdd {
 };
 template <class T>
 VecV g_trimadd(const VecV& zdn, const VecV& zm, uint64_t imm3, CpuContext* c) {
-    return gen_each<T>(c, [&](uint32_t e) { return gstep<TriMAdd>(c, imm3, vget<T>(zdn, e), vget<T>(zm, e)); });
+    return gen_map<T>(c, [&](uint32_t e) { return gstep<TriMAdd>(c, imm3, vget<T>(zdn, e), vget<T>(zm, e)); });
 }
 
 }  // namespace
