@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Makes C++ from the decode row table (sve/decode/rows.txt).
 
-  gen_rows.py [--root DIR] [--check]
+  gen_rows.py [--root DIR] [--table FILE] [--check]
 
 Writes, under DIR (default: the source tree):
   sve/decode/generated/decode_counts.h    the numbers of maps and rows
@@ -407,7 +407,10 @@ def main():
     check = "--check" in sys.argv
     if "--root" in sys.argv:
         root = sys.argv[sys.argv.index("--root") + 1]
-    rows = read_rows(os.path.join(HERE, "rows.txt"))
+    table = os.path.join(HERE, "rows.txt")
+    if "--table" in sys.argv:
+        table = sys.argv[sys.argv.index("--table") + 1]
+    rows = read_rows(table)
     stale = []
     for rel, text in outputs(rows).items():
         path = os.path.join(root, rel)
