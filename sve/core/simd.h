@@ -69,6 +69,18 @@ template <> struct vec_of<int64_t> { typedef v2s64 type; };
 // fit the host's vector registers and go through the stack. It emits no instruction.
 inline void size_branch() { __asm__ volatile("" ::: "memory"); }
 
+// The element type of size code ESZ (0 to 3), signed or unsigned.
+template <int ESZ, bool SIGNED = false>
+using elem_of_size = std::conditional_t<
+    ESZ == 0, std::conditional_t<SIGNED, int8_t, uint8_t>,
+    std::conditional_t<ESZ == 1, std::conditional_t<SIGNED, int16_t, uint16_t>,
+                       std::conditional_t<ESZ == 2, std::conditional_t<SIGNED, int32_t, uint32_t>,
+                                          std::conditional_t<SIGNED, int64_t, uint64_t>>>>;
+
+// The size code of an element type.
+template <class T>
+constexpr int esize_code = sizeof(T) == 1 ? 0 : sizeof(T) == 2 ? 1 : sizeof(T) == 4 ? 2 : 3;
+
 // The one dispatch on a run-time element size: calls f with a value of the element type of size
 // code esz (0 to 3, the rows' sizes), signed or unsigned, and returns what f returns.
 template <bool SIGNED = false, class F>

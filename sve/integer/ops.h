@@ -102,17 +102,27 @@ aarch64_decode_rc sve_dupm_zi(cpu_state* s, zr zd, aarch64_sve_logical64_imm imm
 #define INT_DECL_ZZZ(name) aarch64_decode_rc name(cpu_state* s, zr zd, zr zn, zr zm);
 #define INT_DECL_ZPZ(name) aarch64_decode_rc name(cpu_state* s, zr zdn, pr pg, zr zm);
 #define INT_DECL_ZPZZ(name) aarch64_decode_rc name(cpu_state* s, zr zd, pr pg, zr za, zr zb);
-INT_DECL_ZZZ(sve_add_zzz) INT_DECL_ZZZ(sve_sub_zzz)
+// Operations that also have a form for each element size (name_sized<ESZ>), which handlers call.
+#define INT_DECL_SIZED(name, ...)                                                         \
+    aarch64_decode_rc name(cpu_state* s, __VA_ARGS__);                                     \
+    template <int ESZ> aarch64_decode_rc name##_sized(cpu_state* s, __VA_ARGS__);          \
+    template <> struct forms::sized_op<&name> {                                            \
+        template <int ESZ> static constexpr auto of = &name##_sized<ESZ>;                  \
+    };
+#define INT_DECL_ZZZ_SIZED(name) INT_DECL_SIZED(name, zr zd, zr zn, zr zm)
+#define INT_DECL_ZPZ_SIZED(name) INT_DECL_SIZED(name, zr zdn, pr pg, zr zm)
+INT_DECL_ZZZ_SIZED(sve_add_zzz) INT_DECL_ZZZ_SIZED(sve_sub_zzz)
 INT_DECL_ZZZ(sve_and_zzz) INT_DECL_ZZZ(sve_orr_zzz) INT_DECL_ZZZ(sve_eor_zzz) INT_DECL_ZZZ(sve_bic_zzz)
-INT_DECL_ZPZ(sve_add_zpz) INT_DECL_ZPZ(sve_sub_zpz) INT_DECL_ZPZ(sve_mul_zpz)
-INT_DECL_ZPZ(sve_smax_zpz) INT_DECL_ZPZ(sve_umax_zpz) INT_DECL_ZPZ(sve_smin_zpz) INT_DECL_ZPZ(sve_umin_zpz)
-INT_DECL_ZPZ(sve_and_zpz) INT_DECL_ZPZ(sve_orr_zpz) INT_DECL_ZPZ(sve_eor_zpz) INT_DECL_ZPZ(sve_bic_zpz)
+INT_DECL_ZPZ_SIZED(sve_add_zpz) INT_DECL_ZPZ_SIZED(sve_sub_zpz) INT_DECL_ZPZ_SIZED(sve_mul_zpz)
+INT_DECL_ZPZ_SIZED(sve_smax_zpz) INT_DECL_ZPZ_SIZED(sve_umax_zpz) INT_DECL_ZPZ_SIZED(sve_smin_zpz)
+INT_DECL_ZPZ_SIZED(sve_umin_zpz) INT_DECL_ZPZ_SIZED(sve_and_zpz) INT_DECL_ZPZ_SIZED(sve_orr_zpz)
+INT_DECL_ZPZ_SIZED(sve_eor_zpz) INT_DECL_ZPZ_SIZED(sve_bic_zpz)
 INT_DECL_ZPZ(sve_sdiv_zpz) INT_DECL_ZPZ(sve_udiv_zpz) INT_DECL_ZPZ(sve_sdivr_zpz) INT_DECL_ZPZ(sve_udivr_zpz)
 INT_DECL_ZPZ(sve_neg_zpz) INT_DECL_ZPZ(sve_rbit_zpz) INT_DECL_ZPZ(sve_revw_zpz)
 INT_DECL_ZPZ(sve_sxtb_zpz) INT_DECL_ZPZ(sve_sxth_zpz) INT_DECL_ZPZ(sve_sxtw_zpz)
 INT_DECL_ZPZ(sve_uxth_zpz) INT_DECL_ZPZ(sve_uxtw_zpz)
 INT_DECL_ZPZ(sve_movprfx_zpz) INT_DECL_ZPZ(sve_cpy_zpv)
-INT_DECL_ZPZ(sve_lsl_zpz) INT_DECL_ZPZ(sve_lsr_zpz) INT_DECL_ZPZ(sve_asr_zpz)
+INT_DECL_ZPZ_SIZED(sve_lsl_zpz) INT_DECL_ZPZ_SIZED(sve_lsr_zpz) INT_DECL_ZPZ_SIZED(sve_asr_zpz)
 INT_DECL_ZPZZ(sve_mla_zpzz) INT_DECL_ZPZZ(sve_mls_zpzz) INT_DECL_ZPZZ(sve_mad_zpzz) INT_DECL_ZPZZ(sve_msb_zpzz)
 
 aarch64_decode_rc sve_movprfx_zz(cpu_state* s, zr zd, zr zn);
