@@ -13,7 +13,7 @@
 #include <string>
 
 #include "bench/bench_state.h"
-#include "sve/core/sve_emulator.h"
+#include "sve/decode/sve_emulator.h"
 
 namespace {
 

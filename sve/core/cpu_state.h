@@ -35,7 +35,7 @@ static_assert(offsetof(cpu_state, z) == 288);
 static_assert(offsetof(cpu_state, z) % 16 == 0 && SVE_VL_BYTES % 16 == 0);
 static_assert(offsetof(cpu_state, p) == 288 + 32 * 80);
 static_assert(offsetof(cpu_state, ffr) == 288 + 32 * 80 + 16 * 80);
-static_assert(offsetof(cpu_state, insn) == 4208);
+static_assert(offsetof(cpu_state, insn) == 4208 && sizeof(cpu_state::insn) == 8);
 
 enum element_size : uint32_t {
     ES_BYTE = 0,

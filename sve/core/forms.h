@@ -17,7 +17,7 @@
 #include "sve/core/cpu_state.h"
 #include "sve/core/generic.h"
 
-namespace sf {
+namespace forms {
 
 constexpr int ESZ_NONE = 9;
 
@@ -155,13 +155,22 @@ struct DV {  // floating-point / SIMD scalar: low bytes, the rest of the Z regis
 };
 struct DNone {};
 
+// The form of an operation for one element size, where it has one: a family specialises
+// sized_op<&op> so that of<ESZ> is that form, and a handler whose row fixes the element size
+// then calls it and skips the operation's run-time switch on the size. Other operations are
+// called as they are.
+template <auto OP>
+struct sized_op {
+    template <int ESZ> static constexpr auto of = OP;
+};
+
 // Specialised handler: the word goes to insn, the operation gets the handles.
 template <class... A>
 struct sform {
     template <auto OP, int ESZ>
     static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
         s->insn = w;
-        return OP(s, A::template get<ESZ>(w)...);
+        return sized_op<OP>::template of<ESZ>(s, A::template get<ESZ>(w)...);
     }
 };
 
@@ -204,4 +213,4 @@ struct host_fpsr {
     }
 };
 
-}  // namespace sf
+}  // namespace forms

@@ -84,6 +84,35 @@ inline void vset(VecV& v, uint32_t e, T x) {
     std::memcpy(v.b + e * sizeof(T), &x, sizeof(T));
 }
 
+// ---- Element loops of the generic tier, for elements of type T ----
+
+// Every live element e gets f(e).
+template <class T, class F>
+inline VecV gen_map(const CpuContext* c, F&& f) {
+    VecV r;  // every live element is written
+    uint32_t n = elem_count(c, 8 * sizeof(T));
+    for (uint32_t e = 0; e < n; e++) vset<T>(r, e, f(e));
+    return r;
+}
+// Merging: an active element e gets f(e, old element), an inactive one keeps the old element.
+template <class T, class F>
+inline VecV gen_merge(const VecV& old, const PredV& pg, const CpuContext* c, F&& f) {
+    VecV r = old;
+    uint32_t n = elem_count(c, 8 * sizeof(T));
+    for (uint32_t e = 0; e < n; e++)
+        if (pred_active(pg, e, 8 * sizeof(T))) vset<T>(r, e, T(f(e, vget<T>(old, e))));
+    return r;
+}
+// Predicate result: the bit of each active element e where f(e) holds, all other bits clear.
+template <class T, class F>
+inline PredV gen_pred_result(const PredV& pg, const CpuContext* c, F&& f) {
+    PredV r = {{0, 0, 0, 0}};
+    uint32_t n = elem_count(c, 8 * sizeof(T));
+    for (uint32_t e = 0; e < n; e++)
+        if (pred_active(pg, e, 8 * sizeof(T)) && f(e)) pred_set(r, e, 8 * sizeof(T), true);
+    return r;
+}
+
 // Number of active elements of a predicate constraint pattern for n elements.
 uint32_t VecTrueILength(uint32_t pattern, uint32_t n);
 

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 #include <utility>
 
 typedef uint8_t v16u8 __attribute__((vector_size(16)));
@@ -68,13 +69,26 @@ template <> struct vec_of<int64_t> { typedef v2s64 type; };
 // fit the host's vector registers and go through the stack. It emits no instruction.
 inline void size_branch() { __asm__ volatile("" ::: "memory"); }
 
-// Calls f with a value of the unsigned element type of size code s (0 to 3).
-template <class F>
-[[gnu::always_inline]] inline auto dispatch_unsigned(uint32_t s, F&& f) {
-    switch (s) {
-    case 0: size_branch(); return f(uint8_t());
-    case 1: size_branch(); return f(uint16_t());
-    case 2: size_branch(); return f(uint32_t());
-    default: size_branch(); return f(uint64_t());
+// The element type of size code ESZ (0 to 3), signed or unsigned.
+template <int ESZ, bool SIGNED = false>
+using elem_of_size = std::conditional_t<
+    ESZ == 0, std::conditional_t<SIGNED, int8_t, uint8_t>,
+    std::conditional_t<ESZ == 1, std::conditional_t<SIGNED, int16_t, uint16_t>,
+                       std::conditional_t<ESZ == 2, std::conditional_t<SIGNED, int32_t, uint32_t>,
+                                          std::conditional_t<SIGNED, int64_t, uint64_t>>>>;
+
+// The size code of an element type.
+template <class T>
+constexpr int esize_code = sizeof(T) == 1 ? 0 : sizeof(T) == 2 ? 1 : sizeof(T) == 4 ? 2 : 3;
+
+// The one dispatch on a run-time element size: calls f with a value of the element type of size
+// code esz (0 to 3, the rows' sizes), signed or unsigned, and returns what f returns.
+template <bool SIGNED = false, class F>
+[[gnu::always_inline]] inline auto on_size(uint32_t esz, F&& f) {
+    switch (esz) {
+    case 0: size_branch(); return f(std::conditional_t<SIGNED, int8_t, uint8_t>());
+    case 1: size_branch(); return f(std::conditional_t<SIGNED, int16_t, uint16_t>());
+    case 2: size_branch(); return f(std::conditional_t<SIGNED, int32_t, uint32_t>());
+    default: size_branch(); return f(std::conditional_t<SIGNED, int64_t, uint64_t>());
     }
 }

@@ -3,7 +3,7 @@
 
 #include "sve/core/simd.h"
 #include "sve/integer/ops.h"
-#include "sve/memory/trace.h"
+#include "sve/trace/trace.h"
 
 namespace {
 

@@ -25,7 +25,7 @@ typedef uint16_t elem_H16;
 typedef uint32_t elem_F32;
 typedef uint64_t elem_D64;
 
-namespace ie {
+namespace int_elements {
 
 template <class T> constexpr int NBITS = int(sizeof(T) * 8);
 template <class T> constexpr int NELEM = SVE_VL_BYTES / int(sizeof(T));
@@ -57,18 +57,6 @@ inline uint64_t zx(T v) {
 // Element size of a Z handle: qual in the ordinary shape, tied_qual in the destructive one.
 inline uint32_t zsize(aarch64_z_reg r) { return r.qual != ZQ_NONE ? r.qual : r.tied_qual[0]; }
 
-// Calls f with a value of the element type of size code esz, signed or unsigned; codes other
-// than 1, 2, 3 are bytes.
-template <bool SIGNED, class F>
-[[gnu::always_inline]] inline void on_size(uint32_t esz, F&& f) {
-    switch (esz) {
-    case 1: size_branch(); f(std::conditional_t<SIGNED, int16_t, uint16_t>()); break;
-    case 2: size_branch(); f(std::conditional_t<SIGNED, int32_t, uint32_t>()); break;
-    case 3: size_branch(); f(std::conditional_t<SIGNED, int64_t, uint64_t>()); break;
-    default: size_branch(); f(std::conditional_t<SIGNED, int8_t, uint8_t>()); break;
-    }
-}
-
 // ---- Specialised element loops: 80 bytes, a stack temporary, one final copy ----
 
 // Active elements of dst get f(e, old), inactive ones keep old; ZEROING gives them 0 instead.
@@ -83,23 +71,7 @@ inline void merge_into(uint8_t* dst, const uint8_t* pred, F&& f) {
     std::memcpy(dst, tmp, SVE_VL_BYTES);
 }
 
-// ---- Generic element loops on values ----
-
-template <class T, class F>
-inline VecV gen_merge(const VecV& old, const PredV& pg, const CpuContext* c, F&& f) {
-    VecV r = old;
-    uint32_t n = elem_count(c, NBITS<T>);
-    for (uint32_t e = 0; e < n; e++)
-        if (pred_active(pg, e, NBITS<T>)) vset<T>(r, e, f(e, vget<T>(old, e)));
-    return r;
-}
-template <class T, class F>
-inline VecV gen_map(const CpuContext* c, F&& f) {
-    VecV r;  // every live element is written
-    uint32_t n = elem_count(c, NBITS<T>);
-    for (uint32_t e = 0; e < n; e++) vset<T>(r, e, f(e));
-    return r;
-}
+// ---- Generic tier: the element loops are those of sve/core/generic.h ----
 
 template <class OP, class V> concept binary_vec = requires(V a) { OP::vec(a, a); };
 template <class OP, class V> concept unary_vec = requires(V a) { OP::vec(a); };
@@ -307,4 +279,4 @@ struct cmp_gt { template <class V> static auto f(V a, V b) { return a > b; } };
 struct cmp_le { template <class V> static auto f(V a, V b) { return a <= b; } };
 struct cmp_lt { template <class V> static auto f(V a, V b) { return a < b; } };
 
-}  // namespace ie
+}  // namespace int_elements

@@ -1,7 +1,7 @@
 // Decoding of the immediates of the integer forms.
 #include "sve/integer/int_forms.h"
 
-namespace sf {
+namespace forms {
 
 // The standard's DecodeBitMasks for 64-bit registers: an element of 2^len bits with imms+1
 // low ones, rotated right by immr, replicated. The reserved all-ones pattern gives 0.
@@ -20,4 +20,4 @@ uint64_t decode_bit_mask(uint32_t n, uint32_t immr, uint32_t imms) {
     return out;
 }
 
-}  // namespace sf
+}  // namespace forms

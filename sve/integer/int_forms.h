@@ -4,7 +4,7 @@
 
 #include "sve/core/forms.h"
 
-namespace sf {
+namespace forms {
 
 // imm8 in 12:5, shifted left by 8 when bit 13 is set. The generic byte forms pass 0 for a
 // shifted immediate; the specialised forms pass the shifted value and cut it to the byte.
@@ -51,4 +51,4 @@ struct ShiftImm {
     template <int ESZ> static uint64_t gget(const cpu_state*, uint32_t w) { return get<ESZ>(w); }
 };
 
-}  // namespace sf
+}  // namespace forms

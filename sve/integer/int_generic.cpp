@@ -3,7 +3,7 @@
 #include "sve/integer/int_elem.h"
 #include "sve/integer/ops.h"
 
-using namespace ie;
+using namespace int_elements;
 
 namespace {
 
@@ -58,13 +58,26 @@ VecV g_ternary_m(const VecV& d, const PredV& pg, const VecV& a, const VecV& b, c
 
 // Compare: the result has the outcome in the first bit of each active element, then the flags.
 template <class T, class OP, class B>
-PredV g_compare(const PredV& pg, const VecV& a, const CpuContext* cc, B&& b_of) {
+PredV compare_with(const PredV& pg, const VecV& a, const CpuContext* cc, B&& b_of) {
     PredV r{{0, 0, 0, 0}};
     uint32_t n = elem_count(cc, NBITS<T>);
     for (uint32_t e = 0; e < n; e++)
         if (pred_active(pg, e, NBITS<T>) && OP::f(W<T>(vget<T>(a, e)), W<T>(b_of(e)))) pred_set(r, e, NBITS<T>, true);
     PredSetNZCV(pg, r, NBITS<T>, const_cast<CpuContext*>(cc));
     return r;
+}
+template <class T, class OP>
+PredV g_compare(const PredV& pg, const VecV& a, const VecV& b, const CpuContext* c) {
+    return compare_with<T, OP>(pg, a, c, [&](uint32_t e) { return vget<T>(b, e); });
+}
+// The second operand of element e is the 64-bit element of b that holds its first byte.
+template <class T, class OP>
+PredV g_compare_wide(const PredV& pg, const VecV& a, const VecV& b, const CpuContext* c) {
+    return compare_with<T, OP>(pg, a, c, [&](uint32_t e) { return vget<uint64_t>(b, e * sizeof(T) / 8); });
+}
+template <class T, class OP>
+PredV g_compare_imm(const PredV& pg, const VecV& a, int64_t imm, const CpuContext* c) {
+    return compare_with<T, OP>(pg, a, c, [&](uint32_t) { return imm; });
 }
 
 // Dot product of groups of four narrow elements N into wide accumulators T; the four bytes or
@@ -85,49 +98,8 @@ VecV g_dot(const VecV& zn, const VecV& zm, const VecV& zda, const CpuContext* c,
 
 }  // namespace
 
-#define DEF_G2(TY, STEM, OP) \
-    VecV Vec##TY##STEM(VecV a, VecV b, CpuContext* c) { return g_binary<elem_##TY, OP>(a, b, c); }
-#define DEF_GW(TY, STEM, OP) \
-    VecV Vec##TY##STEM(VecV a, VecV b, CpuContext* c) { return g_wide<elem_##TY, OP>(a, b, c); }
-#define DEF_GI(TY, STEM, OP) \
-    VecV Vec##TY##STEM(VecV a, uint64_t imm, CpuContext* c) { return g_imm<elem_##TY, OP>(a, imm, c); }
-#define DEF_GM(TY, STEM, OP) \
-    VecV Vec##TY##STEM(VecV d, PredV pg, VecV b, CpuContext* c) { return g_binary_m<elem_##TY, OP>(d, pg, b, c); }
-#define DEF_GWM(TY, STEM, OP) \
-    VecV Vec##TY##STEM(VecV d, PredV pg, VecV b, CpuContext* c) { return g_wide_m<elem_##TY, OP>(d, pg, b, c); }
-#define DEF_GIM(TY, STEM, OP) \
-    VecV Vec##TY##STEM(VecV d, PredV pg, uint64_t n, CpuContext* c) { return g_imm_m<elem_##TY, OP>(d, pg, n, c); }
-#define DEF_GUM(TY, STEM, OP) \
-    VecV Vec##TY##STEM(VecV d, PredV pg, VecV a, CpuContext* c) { return g_unary_m<elem_##TY, OP>(d, pg, a, c); }
-#define DEF_G3M(TY, STEM, OP)                                        \
-    VecV Vec##TY##STEM(VecV d, PredV pg, VecV a, VecV b, CpuContext* c) { \
-        return g_ternary_m<elem_##TY, OP>(d, pg, a, b, c);             \
-    }
-#define DEF_GC(TY, STEM, OP)                                                               \
-    PredV Vec##TY##STEM(PredV pg, VecV a, VecV b, CpuContext* c) {                         \
-        return g_compare<elem_##TY, OP>(pg, a, c, [&](uint32_t e) { return vget<elem_##TY>(b, e); }); \
-    }
-#define DEF_GCW(TY, STEM, OP)                                                                     \
-    PredV Vec##TY##STEM(PredV pg, VecV a, VecV b, CpuContext* c) {                                \
-        return g_compare<elem_##TY, OP>(pg, a, c,                                                 \
-                                        [&](uint32_t e) { return vget<uint64_t>(b, e * sizeof(elem_##TY) / 8); }); \
-    }
-#define DEF_GCI(TY, STEM, OP)                                                   \
-    PredV Vec##TY##STEM(PredV pg, VecV a, int64_t imm, CpuContext* c) {         \
-        return g_compare<elem_##TY, OP>(pg, a, c, [&](uint32_t) { return imm; }); \
-    }
-
-INT_TABLE_VVX(DEF_G2)
-INT_TABLE_VWX(DEF_GW)
-INT_TABLE_VIX(DEF_GI)
-INT_TABLE_VVM(DEF_GM)
-INT_TABLE_VWM(DEF_GWM)
-INT_TABLE_VIM(DEF_GIM)
-INT_TABLE_VM(DEF_GUM)
-INT_TABLE_VVVM(DEF_G3M)
-INT_TABLE_CMP_VV(DEF_GC)
-INT_TABLE_CMP_VI(DEF_GCI)
-INT_TABLE_CMP_VW(DEF_GCW)
+// The functions that the row table makes from the templates above.
+#include "sve/integer/generated/int_generic.inc"
 
 // Dot products; the indexed forms take Zm's group from the same 128-bit segment.
 VecV VecS32DotVVVX(VecV zn, VecV zm, VecV zda, CpuContext* c) {

@@ -6,7 +6,7 @@
 #include "sve/integer/int_elem.h"
 #include "sve/integer/ops.h"
 
-using namespace ie;
+using namespace int_elements;
 
 namespace {
 
@@ -22,24 +22,20 @@ inline void chunks1(uint8_t* dst, const uint8_t* a, F&& f) {
     vgen80<V>(dst, [&](int c) { return f(vload<V>(a + 16 * c)); });
 }
 
-struct v_add { template <class V> static V f(V a, V b) { return a + b; } };
-struct v_sub { template <class V> static V f(V a, V b) { return a - b; } };
-struct v_and { template <class V> static V f(V a, V b) { return a & b; } };
-struct v_orr { template <class V> static V f(V a, V b) { return a | b; } };
-struct v_eor { template <class V> static V f(V a, V b) { return a ^ b; } };
-struct v_bic { template <class V> static V f(V a, V b) { return a & ~b; } };
 
-template <class OP>
-aarch64_decode_rc zzz_sized(cpu_state* s, zr zd, zr zn, zr zm) {
-    on_size<false>(zsize(zd), [&](auto t) {
-        typedef typename vec_of<decltype(t)>::type V;
-        chunks2<V>(s->z[zd.num], s->z[zn.num], s->z[zm.num], [](V a, V b) { return OP::f(a, b); });
-    });
+template <class OP, int ESZ>
+aarch64_decode_rc zzz_of(cpu_state* s, zr zd, zr zn, zr zm) {
+    typedef typename vec_of<elem_of_size<ESZ>>::type V;
+    chunks2<V>(s->z[zd.num], s->z[zn.num], s->z[zm.num], [](V a, V b) { return OP::vec(a, b); });
     return RC_DONE;
 }
 template <class OP>
+aarch64_decode_rc zzz_sized(cpu_state* s, zr zd, zr zn, zr zm) {
+    return on_size(zsize(zd), [&](auto t) { return zzz_of<OP, esize_code<decltype(t)>>(s, zd, zn, zm); });
+}
+template <class OP>
 aarch64_decode_rc zzz_bits(cpu_state* s, zr zd, zr zn, zr zm) {
-    chunks2<v2u64>(s->z[zd.num], s->z[zn.num], s->z[zm.num], [](v2u64 a, v2u64 b) { return OP::f(a, b); });
+    chunks2<v2u64>(s->z[zd.num], s->z[zn.num], s->z[zm.num], [](v2u64 a, v2u64 b) { return OP::vec(a, b); });
     return RC_DONE;
 }
 // The immediate broadcast to the element width, then OP per chunk.
@@ -49,14 +45,14 @@ aarch64_decode_rc zi_sized(cpu_state* s, zr zdn, uint64_t imm) {
         typedef decltype(t) T;
         typedef typename vec_of<T>::type V;
         V k = V{} + T(imm);
-        chunks1<V>(s->z[zdn.num], s->z[zdn.num], [k](V a) { return OP::f(a, k); });
+        chunks1<V>(s->z[zdn.num], s->z[zdn.num], [k](V a) { return OP::vec(a, k); });
     });
     return RC_DONE;
 }
 template <class OP>
 aarch64_decode_rc zi_bits(cpu_state* s, zr zdn, uint64_t mask) {
     v2u64 k = v2u64{} + mask;
-    chunks1<v2u64>(s->z[zdn.num], s->z[zdn.num], [k](v2u64 a) { return OP::f(a, k); });
+    chunks1<v2u64>(s->z[zdn.num], s->z[zdn.num], [k](v2u64 a) { return OP::vec(a, k); });
     return RC_DONE;
 }
 
@@ -75,18 +71,20 @@ inline void merge_chunks(uint8_t* dst, const uint8_t* pred, F&& f) {
 }
 
 // Binary, merging: the active element of Zdn becomes OP(Zdn, Zm).
+template <bool SIGNED, class OP, int ESZ>
+aarch64_decode_rc zpz_of(cpu_state* s, zr zdn, pr pg, zr zm) {
+    typedef elem_of_size<ESZ, SIGNED> T;
+    typedef typename vec_of<T>::type V;
+    const uint8_t* b = s->z[zm.num];
+    if constexpr (binary_vec<OP, V>)
+        merge_chunks<T>(s->z[zdn.num], s->p[pg.num], [b](int c, V a) { return vec_of_op<OP>(a, vload<V>(b + 16 * c)); });
+    else
+        merge_into<T>(s->z[zdn.num], s->p[pg.num], [b](int e, T a) { return OP::template f<T>(a, zx(ld<T>(b, e))); });
+    return RC_DONE;
+}
 template <bool SIGNED, class OP>
 aarch64_decode_rc zpz(cpu_state* s, zr zdn, pr pg, zr zm) {
-    on_size<SIGNED>(zsize(zdn), [&](auto t) {
-        typedef decltype(t) T;
-        typedef typename vec_of<T>::type V;
-        const uint8_t* b = s->z[zm.num];
-        if constexpr (binary_vec<OP, V>)
-            merge_chunks<T>(s->z[zdn.num], s->p[pg.num], [b](int c, V a) { return vec_of_op<OP>(a, vload<V>(b + 16 * c)); });
-        else
-            merge_into<T>(s->z[zdn.num], s->p[pg.num], [b](int e, T a) { return OP::template f<T>(a, zx(ld<T>(b, e))); });
-    });
-    return RC_DONE;
+    return on_size<SIGNED>(zsize(zdn), [&](auto t) { return zpz_of<SIGNED, OP, esize_code<decltype(t)>>(s, zdn, pg, zm); });
 }
 // Unary, merging (or zeroing): the active element of Zd becomes OP(Zn).
 template <bool SIGNED, class OP, bool ZEROING = false>
@@ -123,19 +121,19 @@ aarch64_decode_rc zpz_div(cpu_state* s, zr zdn, pr pg, zr zm) {
 }
 
 // Native element operations of this tier (the generic tier goes through the wide helpers).
-struct s_max {
+struct native_max {
     template <class T> static T f(T a, uint64_t b) { return a > T(b) ? a : T(b); }
     template <class V> static V vec(V a, V b) { return a > b ? a : b; }
 };
-struct s_min {
+struct native_min {
     template <class T> static T f(T a, uint64_t b) { return a < T(b) ? a : T(b); }
     template <class V> static V vec(V a, V b) { return a < b ? a : b; }
 };
 
 // Shift counts: an element of Zm read unsigned at the element width, never reduced modulo it.
-struct s_lsl { template <class T> static T f(T a, uint64_t n) { return n >= uint64_t(NBITS<T>) ? T(0) : T(zx(a) << n); } };
-struct s_lsr { template <class T> static T f(T a, uint64_t n) { return n >= uint64_t(NBITS<T>) ? T(0) : T(zx(a) >> n); } };
-struct s_asr {
+struct native_lsl { template <class T> static T f(T a, uint64_t n) { return n >= uint64_t(NBITS<T>) ? T(0) : T(zx(a) << n); } };
+struct native_lsr { template <class T> static T f(T a, uint64_t n) { return n >= uint64_t(NBITS<T>) ? T(0) : T(zx(a) >> n); } };
+struct native_asr {
     template <class T> static T f(T a, uint64_t n) {
         uint64_t c = n > uint64_t(NBITS<T> - 1) ? uint64_t(NBITS<T> - 1) : n;
         return T(std::make_signed_t<T>(a) >> c);
@@ -144,7 +142,25 @@ struct s_asr {
 
 }  // namespace
 
-// One definition per operation: the shape template and the element operation.
+// One definition per operation: the shape template and the element operation. The _SIZED ones
+// also define the operation for each element size, which the handlers call.
+#define SIZED_INSTANCES(name, types)                    \
+    template aarch64_decode_rc name##_sized<0> types;    \
+    template aarch64_decode_rc name##_sized<1> types;    \
+    template aarch64_decode_rc name##_sized<2> types;    \
+    template aarch64_decode_rc name##_sized<3> types;
+#define ZZZ_SIZED_OP(name, OP)                                                                                     \
+    aarch64_decode_rc name(cpu_state* s, zr zd, zr zn, zr zm) { return zzz_sized<OP>(s, zd, zn, zm); }           \
+    template <int ESZ>                                                                                             \
+    aarch64_decode_rc name##_sized(cpu_state* s, zr zd, zr zn, zr zm) { return zzz_of<OP, ESZ>(s, zd, zn, zm); }  \
+    SIZED_INSTANCES(name, (cpu_state*, zr, zr, zr))
+#define ZPZ_SIZED_OP(name, SIGNED, OP)                                                                       \
+    aarch64_decode_rc name(cpu_state* s, zr zdn, pr pg, zr zm) { return zpz<SIGNED, OP>(s, zdn, pg, zm); } \
+    template <int ESZ>                                                                                       \
+    aarch64_decode_rc name##_sized(cpu_state* s, zr zdn, pr pg, zr zm) {                                    \
+        return zpz_of<SIGNED, OP, ESZ>(s, zdn, pg, zm);                                                      \
+    }                                                                                                        \
+    SIZED_INSTANCES(name, (cpu_state*, zr, pr, zr))
 #define ZZZ_OP(name, shape, OP) \
     aarch64_decode_rc name(cpu_state* s, zr zd, zr zn, zr zm) { return shape<OP>(s, zd, zn, zm); }
 #define ZPZ_OP(name, shape, SIGNED, OP) \
@@ -156,40 +172,39 @@ struct s_asr {
 
 // ---- Unpredicated ----
 
-ZZZ_OP(sve_add_zzz, zzz_sized, v_add)
-ZZZ_OP(sve_sub_zzz, zzz_sized, v_sub)
-ZZZ_OP(sve_and_zzz, zzz_bits, v_and)
-ZZZ_OP(sve_orr_zzz, zzz_bits, v_orr)
-ZZZ_OP(sve_eor_zzz, zzz_bits, v_eor)
-ZZZ_OP(sve_bic_zzz, zzz_bits, v_bic)
+ZZZ_SIZED_OP(sve_add_zzz, op_add)
+ZZZ_SIZED_OP(sve_sub_zzz, op_sub)
+ZZZ_OP(sve_and_zzz, zzz_bits, op_and)
+ZZZ_OP(sve_orr_zzz, zzz_bits, op_orr)
+ZZZ_OP(sve_eor_zzz, zzz_bits, op_eor)
+ZZZ_OP(sve_bic_zzz, zzz_bits, op_bic)
 
-struct v_mul { template <class V> static V f(V a, V b) { return a * b; } };
-aarch64_decode_rc sve_sub_zi(cpu_state* s, zr zdn, uint64_t imm) { return zi_sized<v_sub>(s, zdn, imm); }
-aarch64_decode_rc sve_mul_zi(cpu_state* s, zr zdn, int imm) { return zi_sized<v_mul>(s, zdn, uint64_t(int64_t(imm))); }
-aarch64_decode_rc sve_and_zi(cpu_state* s, zr zdn, aarch64_sve_logical64_imm imm) { return zi_bits<v_and>(s, zdn, imm.mask); }
-aarch64_decode_rc sve_orr_zi(cpu_state* s, zr zdn, aarch64_sve_logical64_imm imm) { return zi_bits<v_orr>(s, zdn, imm.mask); }
-aarch64_decode_rc sve_eor_zi(cpu_state* s, zr zdn, aarch64_sve_logical64_imm imm) { return zi_bits<v_eor>(s, zdn, imm.mask); }
+aarch64_decode_rc sve_sub_zi(cpu_state* s, zr zdn, uint64_t imm) { return zi_sized<op_sub>(s, zdn, imm); }
+aarch64_decode_rc sve_mul_zi(cpu_state* s, zr zdn, int imm) { return zi_sized<op_mul>(s, zdn, uint64_t(int64_t(imm))); }
+aarch64_decode_rc sve_and_zi(cpu_state* s, zr zdn, aarch64_sve_logical64_imm imm) { return zi_bits<op_and>(s, zdn, imm.mask); }
+aarch64_decode_rc sve_orr_zi(cpu_state* s, zr zdn, aarch64_sve_logical64_imm imm) { return zi_bits<op_orr>(s, zdn, imm.mask); }
+aarch64_decode_rc sve_eor_zi(cpu_state* s, zr zdn, aarch64_sve_logical64_imm imm) { return zi_bits<op_eor>(s, zdn, imm.mask); }
 
 // ---- Predicated, merging ----
 
-ZPZ_OP(sve_add_zpz, zpz, false, op_add)
-ZPZ_OP(sve_sub_zpz, zpz, false, op_sub)
-ZPZ_OP(sve_mul_zpz, zpz, false, op_mul)
-ZPZ_OP(sve_smax_zpz, zpz, true, s_max)
-ZPZ_OP(sve_umax_zpz, zpz, false, s_max)
-ZPZ_OP(sve_smin_zpz, zpz, true, s_min)
-ZPZ_OP(sve_umin_zpz, zpz, false, s_min)
-ZPZ_OP(sve_and_zpz, zpz, false, op_and)
-ZPZ_OP(sve_orr_zpz, zpz, false, op_orr)
-ZPZ_OP(sve_eor_zpz, zpz, false, op_eor)
-ZPZ_OP(sve_bic_zpz, zpz, false, op_bic)
+ZPZ_SIZED_OP(sve_add_zpz, false, op_add)
+ZPZ_SIZED_OP(sve_sub_zpz, false, op_sub)
+ZPZ_SIZED_OP(sve_mul_zpz, false, op_mul)
+ZPZ_SIZED_OP(sve_smax_zpz, true, native_max)
+ZPZ_SIZED_OP(sve_umax_zpz, false, native_max)
+ZPZ_SIZED_OP(sve_smin_zpz, true, native_min)
+ZPZ_SIZED_OP(sve_umin_zpz, false, native_min)
+ZPZ_SIZED_OP(sve_and_zpz, false, op_and)
+ZPZ_SIZED_OP(sve_orr_zpz, false, op_orr)
+ZPZ_SIZED_OP(sve_eor_zpz, false, op_eor)
+ZPZ_SIZED_OP(sve_bic_zpz, false, op_bic)
 ZPZ_OP(sve_sdiv_zpz, zpz_div, true, op_div)
 ZPZ_OP(sve_udiv_zpz, zpz_div, false, op_div)
 ZPZ_OP(sve_sdivr_zpz, zpz_div, true, op_divr)
 ZPZ_OP(sve_udivr_zpz, zpz_div, false, op_divr)
-ZPZ_OP(sve_lsl_zpz, zpz, false, s_lsl)
-ZPZ_OP(sve_lsr_zpz, zpz, false, s_lsr)
-ZPZ_OP(sve_asr_zpz, zpz, false, s_asr)
+ZPZ_SIZED_OP(sve_lsl_zpz, false, native_lsl)
+ZPZ_SIZED_OP(sve_lsr_zpz, false, native_lsr)
+ZPZ_SIZED_OP(sve_asr_zpz, false, native_asr)
 
 UNARY_OP(sve_neg_zpz, false, op_neg)
 UNARY_OP(sve_rbit_zpz, false, op_rbit)

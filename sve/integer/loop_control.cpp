@@ -10,7 +10,7 @@
 
 namespace {
 
-using namespace pcore;
+using namespace permute_core;
 
 // ---- while ----
 

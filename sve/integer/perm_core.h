@@ -9,7 +9,7 @@
 #include "sve/core/generic.h"
 #include "sve/core/simd.h"
 
-namespace pcore {
+namespace permute_core {
 
 // Unsigned element type of size code E.
 template <int E>
@@ -131,7 +131,7 @@ template <perm_kind K, class T>
 // source.
 template <perm_kind K>
 [[gnu::always_inline]] inline void permute_regs(uint8_t* d, const uint8_t* a, const uint8_t* b, uint32_t s) {
-    dispatch_unsigned(s, [&](auto x) { permute80<K, decltype(x)>(d, a, b); });
+    on_size(s, [&](auto x) { permute80<K, decltype(x)>(d, a, b); });
 }
 
 // Elements of src in reverse order; the bytes inside an element keep their order.
@@ -144,7 +144,7 @@ inline void rev_core(uint8_t* dst, const uint8_t* src, uint32_t n) {
 // source.
 inline void rev_regs(uint8_t* d, const uint8_t* src, uint32_t s) {
     alignas(16) uint8_t tmp[SVE_VL_BYTES];
-    dispatch_unsigned(s, [&](auto x) {
+    on_size(s, [&](auto x) {
         typedef decltype(x) T;
         rev_core<T>(tmp, src, SVE_VL_BYTES / sizeof(T));
     });
@@ -154,7 +154,7 @@ inline void rev_regs(uint8_t* d, const uint8_t* src, uint32_t s) {
 // A specialised permute of three registers of one file (z or p), at the destination's size.
 #define PCORE_PERMUTE_OP(name, R, file, K)                                          \
     aarch64_decode_rc name(cpu_state* s, R d, R n, R m) {                           \
-        pcore::permute_regs<pcore::K>(s->file[d.num], s->file[n.num], s->file[m.num], d.qual); \
+        permute_core::permute_regs<permute_core::K>(s->file[d.num], s->file[n.num], s->file[m.num], d.qual); \
         return RC_DONE;                                                             \
     }
 
@@ -168,9 +168,9 @@ inline PredV bytes_to_pred(const uint8_t* b, uint32_t n) {
     return p;
 }
 
-}  // namespace pcore
+}  // namespace permute_core
 
-namespace pcore {
+namespace permute_core {
 
 // An 80-byte predicate whose first `count` elements of size code s are true: 1 in the first byte
 // of each such slot, 0 everywhere else.
@@ -215,4 +215,4 @@ inline uint32_t pred_count(const PredV& p, uint32_t bits, const CpuContext* c) {
     return k;
 }
 
-}  // namespace pcore
+}  // namespace permute_core

@@ -12,7 +12,7 @@
 
 namespace {
 
-using namespace pcore;
+using namespace permute_core;
 
 template <perm_kind K, class T>
 VecV permute_vec(const VecV& a, const VecV& b, const CpuContext* c) {
@@ -162,7 +162,7 @@ PCORE_PERMUTE_OP(sve_trn2_zzz, aarch64_z_reg, z, TRN2)
 
 aarch64_decode_rc sve_tbl_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
     alignas(16) uint8_t tmp[SVE_VL_BYTES];
-    dispatch_unsigned(zd.qual, [&](auto t) {
+    on_size(zd.qual, [&](auto t) {
         typedef decltype(t) T;
         tbl_core<T>(tmp, s->z[zn.num], s->z[zm.num], SVE_VL_BYTES / sizeof(T));
     });
@@ -214,7 +214,7 @@ aarch64_decode_rc sve_adr_scaled_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_r
 
 aarch64_decode_rc sve_sel_zpzz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_z_reg zm) {
     const uint8_t *p = s->p[pg.num], *n = s->z[zn.num], *m = s->z[zm.num];
-    dispatch_unsigned(zd.qual, [&](auto t) { sel<decltype(t)>(s->z[zd.num], p, n, m); });
+    on_size(zd.qual, [&](auto t) { sel<decltype(t)>(s->z[zd.num], p, n, m); });
     return RC_DONE;
 }
 

@@ -79,8 +79,8 @@ int FindFirstActive(PredV mask, int esize, CpuContext* c);
 int FindLastActive(PredV mask, int esize, CpuContext* c);
 
 // ptest pg, pn.b: Pg 13:10, Pn 8:5.
-using sf_ptest_pp = sf::sform<sf::P<10, 4, PQ_BARE>, sf::P<5, 4, PQ_B>>;
-using gf_ptest_pp = sf::gform<sf::DNone, sf::P<10, 4, PQ_BARE>, sf::P<5, 4, PQ_B>>;
+using sf_ptest_pp = forms::sform<forms::P<10, 4, PQ_BARE>, forms::P<5, 4, PQ_B>>;
+using gf_ptest_pp = forms::gform<forms::DNone, forms::P<10, 4, PQ_BARE>, forms::P<5, 4, PQ_B>>;
 
 aarch64_decode_rc sve_ptest_pp(cpu_state* s, aarch64_p_reg pg, aarch64_p_reg pn);
 void VecPTestPZ(PredV pg, PredV pn, CpuContext* c);

@@ -15,7 +15,7 @@
 
 namespace {
 
-using namespace pcore;
+using namespace permute_core;
 
 constexpr int MAX_LANES = 256;
 

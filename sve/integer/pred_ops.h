@@ -5,9 +5,9 @@
 
 // ---------------------------------------------------------------------------------------------
 // Operand extractors of this family, in the shape of those in sve/core/forms.h.
-namespace pf {
+namespace pred_forms {
 
-using sf::fld;
+using forms::fld;
 
 // The multiplier of the counts: imm4 at 19:16. The specialised operations get imm4 + 1, the
 // generic functions imm4 (they add the one themselves).
@@ -42,9 +42,9 @@ struct V {
 // General register, 31 the zero register, whose generic value is cut to 32 bits for a W form.
 template <int LO, int Q>
 struct Rn {
-    template <int ESZ> static aarch64_i_reg get(uint32_t w) { return sf::R<LO, Q>::template get<ESZ>(w); }
+    template <int ESZ> static aarch64_i_reg get(uint32_t w) { return forms::R<LO, Q>::template get<ESZ>(w); }
     template <int ESZ> static uint64_t gget(const cpu_state* s, uint32_t w) {
-        uint64_t v = sf::R<LO, Q>::template gget<ESZ>(s, w);
+        uint64_t v = forms::R<LO, Q>::template gget<ESZ>(s, w);
         return Q == RQ_W ? uint32_t(v) : v;
     }
 };
@@ -55,43 +55,43 @@ struct DVE {
     template <int ESZ> static void put(cpu_state* s, uint32_t w, uint64_t v) { store_scalar(s, fld(w, LO, 5), v, 1u << ESZ); }
 };
 
-}  // namespace pf
+}  // namespace pred_forms
 
 // ---------------------------------------------------------------------------------------------
 // Forms. Field positions: Zd/Pd/Rd 4:0 (Pd 3:0), Zn/Pn/Rn 9:5 (Pn 8:5), Zm/Pm/Rm 20:16.
 
 // sel zd.t, pg, zn.t, zm.t: Zd 4:0, Pg 13:10, Zn 9:5, Zm 20:16.
-using sf_sel_zpzz = sf::sform<sf::Z<0>, sf::P<10, 4, PQ_BARE>, sf::Z<5>, sf::Z<16>>;
-using gf_sel_zpzz = sf::gform<sf::DZ<0>, sf::P<10, 4, PQ_BARE>, sf::Z<5>, sf::Z<16>>;
+using sf_sel_zpzz = forms::sform<forms::Z<0>, forms::P<10, 4, PQ_BARE>, forms::Z<5>, forms::Z<16>>;
+using gf_sel_zpzz = forms::gform<forms::DZ<0>, forms::P<10, 4, PQ_BARE>, forms::Z<5>, forms::Z<16>>;
 
 // Permutes of vectors: zd, zn, zm / zd, zn.
-using sf_zzz = sf::sform<sf::Z<0>, sf::Z<5>, sf::Z<16>>;
-using gf_zzz = sf::gform<sf::DZ<0>, sf::Z<5>, sf::Z<16>>;
-using sf_zz = sf::sform<sf::Z<0>, sf::Z<5>>;
-using gf_zz = sf::gform<sf::DZ<0>, sf::Z<5>>;
+using sf_zzz = forms::sform<forms::Z<0>, forms::Z<5>, forms::Z<16>>;
+using gf_zzz = forms::gform<forms::DZ<0>, forms::Z<5>, forms::Z<16>>;
+using sf_zz = forms::sform<forms::Z<0>, forms::Z<5>>;
+using gf_zz = forms::gform<forms::DZ<0>, forms::Z<5>>;
 // ext zdn, zdn, zm, #pos
-using sf_ext = sf::sform<sf::Zt<0>, sf::Z<5>, pf::ExtPos>;
-using gf_ext = sf::gform<sf::DZ<0>, sf::Z<0>, sf::Z<5>, pf::ExtPos>;
+using sf_ext = forms::sform<forms::Zt<0>, forms::Z<5>, pred_forms::ExtPos>;
+using gf_ext = forms::gform<forms::DZ<0>, forms::Z<0>, forms::Z<5>, pred_forms::ExtPos>;
 // dup zd, zn[idx]
-using sf_dupi = sf::sform<sf::Z<0>, sf::Z<5>, pf::DupIdx>;
-using gf_dupi = sf::gform<sf::DZ<0>, sf::Z<5>, pf::DupIdx>;
+using sf_dupi = forms::sform<forms::Z<0>, forms::Z<5>, pred_forms::DupIdx>;
+using gf_dupi = forms::gform<forms::DZ<0>, forms::Z<5>, pred_forms::DupIdx>;
 // splice zdn, pg, zdn, zm (Zm in 9:5) / compact zd, pg, zn
-using gf_splice = sf::gform<sf::DZ<0>, sf::P<10, 3, PQ_BARE>, sf::Z<0>, sf::Z<5>>;
-using gf_compact = sf::gform<sf::DZ<0>, sf::P<10, 3, PQ_BARE>, sf::Z<5>>;
+using gf_splice = forms::gform<forms::DZ<0>, forms::P<10, 3, PQ_BARE>, forms::Z<0>, forms::Z<5>>;
+using gf_compact = forms::gform<forms::DZ<0>, forms::P<10, 3, PQ_BARE>, forms::Z<5>>;
 // insr zdn, rn / insr zdn, vn
-using gf_insr_r = sf::gform<sf::DZ<0>, sf::Z<0>, sf::R<5>>;
-using gf_insr_v = sf::gform<sf::DZ<0>, sf::Z<0>, pf::V<5>>;
+using gf_insr_r = forms::gform<forms::DZ<0>, forms::Z<0>, forms::R<5>>;
+using gf_insr_v = forms::gform<forms::DZ<0>, forms::Z<0>, pred_forms::V<5>>;
 
 // Reductions and extraction: Vd/Rd 4:0, Pg 12:10, Zn 9:5.
-using sf_vpz = sf::sform<pf::V<0>, sf::P<10, 3, PQ_BARE>, sf::Z<5>>;
-using gf_vpz = sf::gform<pf::DVE<0>, sf::P<10, 3, PQ_BARE>, sf::Z<5>>;
-using gf_vpz64 = sf::gform<sf::DV<0, 8>, sf::P<10, 3, PQ_BARE>, sf::Z<5>>;
-using sf_rpz = sf::sform<sf::R<0>, sf::P<10, 3, PQ_BARE>, sf::Z<5>>;
-using gf_rpz = sf::gform<sf::DR<0>, sf::P<10, 3, PQ_BARE>, sf::Z<5>>;
-using sf_clast_rpz = sf::sform<sf::Rt<0>, sf::P<10, 3, PQ_BARE>, sf::Z<5>>;
-using gf_clast_r = sf::gform<sf::DR<0>, sf::P<10, 3, PQ_BARE>, sf::R<0>, sf::Z<5>>;
-using gf_clast_v = sf::gform<pf::DVE<0>, sf::P<10, 3, PQ_BARE>, pf::V<0>, sf::Z<5>>;
-using gf_clast_z = sf::gform<sf::DZ<0>, sf::P<10, 3, PQ_BARE>, sf::Z<0>, sf::Z<5>>;
+using sf_vpz = forms::sform<pred_forms::V<0>, forms::P<10, 3, PQ_BARE>, forms::Z<5>>;
+using gf_vpz = forms::gform<pred_forms::DVE<0>, forms::P<10, 3, PQ_BARE>, forms::Z<5>>;
+using gf_vpz64 = forms::gform<forms::DV<0, 8>, forms::P<10, 3, PQ_BARE>, forms::Z<5>>;
+using sf_rpz = forms::sform<forms::R<0>, forms::P<10, 3, PQ_BARE>, forms::Z<5>>;
+using gf_rpz = forms::gform<forms::DR<0>, forms::P<10, 3, PQ_BARE>, forms::Z<5>>;
+using sf_clast_rpz = forms::sform<forms::Rt<0>, forms::P<10, 3, PQ_BARE>, forms::Z<5>>;
+using gf_clast_r = forms::gform<forms::DR<0>, forms::P<10, 3, PQ_BARE>, forms::R<0>, forms::Z<5>>;
+using gf_clast_v = forms::gform<pred_forms::DVE<0>, forms::P<10, 3, PQ_BARE>, pred_forms::V<0>, forms::Z<5>>;
+using gf_clast_z = forms::gform<forms::DZ<0>, forms::P<10, 3, PQ_BARE>, forms::Z<0>, forms::Z<5>>;
 
 // ---------------------------------------------------------------------------------------------
 // Shared permute bodies over raw 80-byte arrays (Z and P registers alike). `target` is neither
@@ -216,31 +216,31 @@ PRED_V_TYPES(PRED_DECL_LAST_V)
 // Loop control.
 
 // while: Pd 3:0 with the row's element size, Rn 9:5, Rm 20:16, W (4) or X (8) scalars.
-using sf_while4 = sf::sform<sf::P<0, 4, -1>, pf::Rn<5, RQ_W>, pf::Rn<16, RQ_W>>;
-using sf_while8 = sf::sform<sf::P<0, 4, -1>, pf::Rn<5, RQ_X>, pf::Rn<16, RQ_X>>;
-using gf_while4 = sf::gform<sf::DP<0>, pf::Rn<5, RQ_W>, pf::Rn<16, RQ_W>>;
-using gf_while8 = sf::gform<sf::DP<0>, pf::Rn<5, RQ_X>, pf::Rn<16, RQ_X>>;
+using sf_while4 = forms::sform<forms::P<0, 4, -1>, pred_forms::Rn<5, RQ_W>, pred_forms::Rn<16, RQ_W>>;
+using sf_while8 = forms::sform<forms::P<0, 4, -1>, pred_forms::Rn<5, RQ_X>, pred_forms::Rn<16, RQ_X>>;
+using gf_while4 = forms::gform<forms::DP<0>, pred_forms::Rn<5, RQ_W>, pred_forms::Rn<16, RQ_W>>;
+using gf_while8 = forms::gform<forms::DP<0>, pred_forms::Rn<5, RQ_X>, pred_forms::Rn<16, RQ_X>>;
 // ctermeq / ctermne rn, rm
-using gf_cterm = sf::gform<sf::DNone, sf::R<5>, sf::R<16>>;
+using gf_cterm = forms::gform<forms::DNone, forms::R<5>, forms::R<16>>;
 // cnt, inc, dec (and saturating) by pattern: Rd/Rdn/Zdn 4:0, pattern 9:5, imm4 19:16.
-using gf_cnt = sf::gform<sf::DR<0>, sf::UImm<5, 5>, sf::UImm<16, 4>>;
-using sf_incdec_r = sf::sform<sf::Rt<0>, sf::UImm<5, 5>, pf::Mul4>;
-using gf_incdec_r = sf::gform<sf::DR<0>, sf::R<0>, sf::UImm<5, 5>, pf::Mul4>;
-using sf_uqdec_w = sf::sform<sf::Rt<0, RQ_W>, sf::UImm<5, 5>, pf::Mul4>;
-using sf_uqdec_x = sf::sform<sf::Rt<0, RQ_X>, sf::UImm<5, 5>, pf::Mul4>;
-using sf_incdec_z = sf::sform<sf::Zt<0>, sf::UImm<5, 5>, pf::Mul4>;
-using gf_incdec_z = sf::gform<sf::DZ<0>, sf::Z<0>, sf::UImm<5, 5>, pf::Mul4>;
+using gf_cnt = forms::gform<forms::DR<0>, forms::UImm<5, 5>, forms::UImm<16, 4>>;
+using sf_incdec_r = forms::sform<forms::Rt<0>, forms::UImm<5, 5>, pred_forms::Mul4>;
+using gf_incdec_r = forms::gform<forms::DR<0>, forms::R<0>, forms::UImm<5, 5>, pred_forms::Mul4>;
+using sf_uqdec_w = forms::sform<forms::Rt<0, RQ_W>, forms::UImm<5, 5>, pred_forms::Mul4>;
+using sf_uqdec_x = forms::sform<forms::Rt<0, RQ_X>, forms::UImm<5, 5>, pred_forms::Mul4>;
+using sf_incdec_z = forms::sform<forms::Zt<0>, forms::UImm<5, 5>, pred_forms::Mul4>;
+using gf_incdec_z = forms::gform<forms::DZ<0>, forms::Z<0>, forms::UImm<5, 5>, pred_forms::Mul4>;
 // cntp rd, pg, pn: Pg 13:10, Pn 8:5. incp/decp rdn or zdn, pm: Pm 8:5.
-using sf_cntp = sf::sform<sf::R<0>, sf::P<10, 4, PQ_BARE>, sf::P<5, 4, -1>>;
-using gf_cntp = sf::gform<sf::DR<0>, sf::P<10, 4, PQ_BARE>, sf::P<5, 4, -1>>;
-using sf_incp = sf::sform<sf::Rt<0>, sf::P<5, 4, -1>>;
-using gf_incp_r = sf::gform<sf::DR<0>, sf::P<5, 4, -1>, sf::R<0>>;
-using gf_incp_z = sf::gform<sf::DZ<0>, sf::P<5, 4, -1>, sf::Z<0>>;
+using sf_cntp = forms::sform<forms::R<0>, forms::P<10, 4, PQ_BARE>, forms::P<5, 4, -1>>;
+using gf_cntp = forms::gform<forms::DR<0>, forms::P<10, 4, PQ_BARE>, forms::P<5, 4, -1>>;
+using sf_incp = forms::sform<forms::Rt<0>, forms::P<5, 4, -1>>;
+using gf_incp_r = forms::gform<forms::DR<0>, forms::P<5, 4, -1>, forms::R<0>>;
+using gf_incp_z = forms::gform<forms::DZ<0>, forms::P<5, 4, -1>, forms::Z<0>>;
 // rdvl rd, #imm; addvl / addpl rd, rn, #imm (31 is sp): imm6 10:5, Rn 20:16.
-using sf_rdvl = sf::sform<sf::R<0>, sf::SImm<5, 6>>;
-using gf_rdvl = sf::gform<sf::DR<0>, sf::SImm<5, 6>>;
-using sf_addvl = sf::sform<sf::Rsp<0>, sf::Rsp<16>, sf::SImm<5, 6>>;
-using gf_addvl = sf::gform<sf::DRsp<0>, sf::Rsp<16>, sf::SImm<5, 6>>;
+using sf_rdvl = forms::sform<forms::R<0>, forms::SImm<5, 6>>;
+using gf_rdvl = forms::gform<forms::DR<0>, forms::SImm<5, 6>>;
+using sf_addvl = forms::sform<forms::Rsp<0>, forms::Rsp<16>, forms::SImm<5, 6>>;
+using gf_addvl = forms::gform<forms::DRsp<0>, forms::Rsp<16>, forms::SImm<5, 6>>;
 
 aarch64_decode_rc sve_whilelt_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm);
 aarch64_decode_rc sve_whilelo_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm);
@@ -317,34 +317,34 @@ uint64_t VecS64AddPLX(uint64_t xn, int64_t imm, CpuContext* c);
 
 // ---------------------------------------------------------------------------------------------
 // Predicate logic, breaks and partitions. Pd 3:0, Pn 8:5, Pg 13:10, Pm 19:16.
-using sf_pppp = sf::sform<sf::P<0, 4, PQ_B>, sf::P<10, 4, PQ_Z>, sf::P<5, 4, PQ_B>, sf::P<16, 4, PQ_B>>;
-using sf_sel_pppp = sf::sform<sf::P<0, 4, PQ_B>, sf::P<10, 4, PQ_BARE>, sf::P<5, 4, PQ_B>, sf::P<16, 4, PQ_B>>;
-using gf_pppp = sf::gform<sf::DP<0>, sf::P<10, 4, PQ_Z>, sf::P<5, 4, PQ_B>, sf::P<16, 4, PQ_B>>;
+using sf_pppp = forms::sform<forms::P<0, 4, PQ_B>, forms::P<10, 4, PQ_Z>, forms::P<5, 4, PQ_B>, forms::P<16, 4, PQ_B>>;
+using sf_sel_pppp = forms::sform<forms::P<0, 4, PQ_B>, forms::P<10, 4, PQ_BARE>, forms::P<5, 4, PQ_B>, forms::P<16, 4, PQ_B>>;
+using gf_pppp = forms::gform<forms::DP<0>, forms::P<10, 4, PQ_Z>, forms::P<5, 4, PQ_B>, forms::P<16, 4, PQ_B>>;
 // brka / brkb pd, pg/z or pg/m, pn; the merging generic form takes the old Pd first.
-using sf_brk_z = sf::sform<sf::P<0, 4, PQ_B>, sf::P<10, 4, PQ_Z>, sf::P<5, 4, PQ_B>>;
-using sf_brk_m = sf::sform<sf::P<0, 4, PQ_B>, sf::P<10, 4, PQ_M>, sf::P<5, 4, PQ_B>>;
-using gf_brk_z = sf::gform<sf::DP<0>, sf::P<10, 4, PQ_Z>, sf::P<5, 4, PQ_B>>;
-using gf_brk_m = sf::gform<sf::DP<0>, sf::P<0, 4, PQ_B>, sf::P<10, 4, PQ_M>, sf::P<5, 4, PQ_B>>;
+using sf_brk_z = forms::sform<forms::P<0, 4, PQ_B>, forms::P<10, 4, PQ_Z>, forms::P<5, 4, PQ_B>>;
+using sf_brk_m = forms::sform<forms::P<0, 4, PQ_B>, forms::P<10, 4, PQ_M>, forms::P<5, 4, PQ_B>>;
+using gf_brk_z = forms::gform<forms::DP<0>, forms::P<10, 4, PQ_Z>, forms::P<5, 4, PQ_B>>;
+using gf_brk_m = forms::gform<forms::DP<0>, forms::P<0, 4, PQ_B>, forms::P<10, 4, PQ_M>, forms::P<5, 4, PQ_B>>;
 // brkn pdm, pg/z, pn, pdm
-using sf_brkn = sf::sform<sf::Pt<0, 4, PQ_B>, sf::P<10, 4, PQ_Z>, sf::P<5, 4, PQ_B>>;
-using gf_brkn = sf::gform<sf::DP<0>, sf::P<10, 4, PQ_Z>, sf::P<5, 4, PQ_B>, sf::P<0, 4, PQ_B>>;
+using sf_brkn = forms::sform<forms::Pt<0, 4, PQ_B>, forms::P<10, 4, PQ_Z>, forms::P<5, 4, PQ_B>>;
+using gf_brkn = forms::gform<forms::DP<0>, forms::P<10, 4, PQ_Z>, forms::P<5, 4, PQ_B>, forms::P<0, 4, PQ_B>>;
 // pfalse pd; ptrue pd.t, pattern (9:5)
-using sf_pfalse = sf::sform<sf::P<0, 4, PQ_B>>;
-using gf_pfalse = sf::gform<sf::DP<0>>;
-using sf_ptrue = sf::sform<sf::P<0, 4, -1>, sf::UImm<5, 5>>;
-using gf_ptrue = sf::gform<sf::DP<0>, sf::UImm<5, 5>>;
+using sf_pfalse = forms::sform<forms::P<0, 4, PQ_B>>;
+using gf_pfalse = forms::gform<forms::DP<0>>;
+using sf_ptrue = forms::sform<forms::P<0, 4, -1>, forms::UImm<5, 5>>;
+using gf_ptrue = forms::gform<forms::DP<0>, forms::UImm<5, 5>>;
 // pfirst pdn, pg, pdn / pnext pdn, pg, pdn: Pg 8:5. rdffr pd, pg/z: Pg 8:5.
-using gf_pfirst = sf::gform<sf::DP<0>, sf::P<5, 4, PQ_BARE>, sf::P<0, 4, PQ_B>>;
-using sf_pnext = sf::sform<sf::Pt<0, 4, -1>, sf::P<5, 4, PQ_BARE>>;
-using gf_pnext = sf::gform<sf::DP<0>, sf::P<0, 4, -1>, sf::P<5, 4, PQ_BARE>>;
-using sf_rdffr = sf::sform<sf::P<0, 4, PQ_B>, sf::P<5, 4, PQ_Z>>;
-using gf_rdffr = sf::gform<sf::DP<0>, sf::P<5, 4, PQ_Z>>;
+using gf_pfirst = forms::gform<forms::DP<0>, forms::P<5, 4, PQ_BARE>, forms::P<0, 4, PQ_B>>;
+using sf_pnext = forms::sform<forms::Pt<0, 4, -1>, forms::P<5, 4, PQ_BARE>>;
+using gf_pnext = forms::gform<forms::DP<0>, forms::P<0, 4, -1>, forms::P<5, 4, PQ_BARE>>;
+using sf_rdffr = forms::sform<forms::P<0, 4, PQ_B>, forms::P<5, 4, PQ_Z>>;
+using gf_rdffr = forms::gform<forms::DP<0>, forms::P<5, 4, PQ_Z>>;
 // rev pd, pn / punpk pd.h, pn.b / zip, uzp, trn pd, pn, pm
-using sf_pp = sf::sform<sf::P<0, 4, -1>, sf::P<5, 4, -1>>;
-using sf_punpk = sf::sform<sf::P<0, 4, PQ_H>, sf::P<5, 4, PQ_B>>;
-using gf_pp = sf::gform<sf::DP<0>, sf::P<5, 4, -1>>;
-using sf_ppp = sf::sform<sf::P<0, 4, -1>, sf::P<5, 4, -1>, sf::P<16, 4, -1>>;
-using gf_ppp = sf::gform<sf::DP<0>, sf::P<5, 4, -1>, sf::P<16, 4, -1>>;
+using sf_pp = forms::sform<forms::P<0, 4, -1>, forms::P<5, 4, -1>>;
+using sf_punpk = forms::sform<forms::P<0, 4, PQ_H>, forms::P<5, 4, PQ_B>>;
+using gf_pp = forms::gform<forms::DP<0>, forms::P<5, 4, -1>>;
+using sf_ppp = forms::sform<forms::P<0, 4, -1>, forms::P<5, 4, -1>, forms::P<16, 4, -1>>;
+using gf_ppp = forms::gform<forms::DP<0>, forms::P<5, 4, -1>, forms::P<16, 4, -1>>;
 
 #define PL_DECL_PPPP(op) \
     aarch64_decode_rc sve_##op##_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm);

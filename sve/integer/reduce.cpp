@@ -12,7 +12,7 @@
 
 namespace {
 
-using namespace pcore;
+using namespace permute_core;
 
 // Reduction operators over a 64-bit accumulator that holds an element of type T.
 struct r_add {  // the sum of the widened elements, 64 bits, wrapping
@@ -83,7 +83,7 @@ auto bit_active(const PredV& pg) {
 // Specialised reduction into the SIMD scalar vd, at the element size of Zn.
 template <class Op, bool Signed>
 aarch64_decode_rc reduce_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn) {
-    dispatch_unsigned(zn.qual, [&](auto u) {
+    on_size(zn.qual, [&](auto u) {
         typedef std::conditional_t<Signed, std::make_signed_t<decltype(u)>, decltype(u)> T;
         uint64_t v = reduce_core<Op, T>(s->z[zn.num], SVE_VL_BYTES / sizeof(T), byte_active<T>(s->p[pg.num]));
         store_scalar(s, vd, v, Op::wide ? 8 : sizeof(T));
@@ -118,7 +118,7 @@ VecV vlast_gen(bool after, const PredV& pg, const VecV& zdn, const VecV& zm, con
 
 // Specialised lastb / clastb at the element size of Zn.
 uint64_t last_80(bool conditional, cpu_state* s, uint64_t fallback, aarch64_p_reg pg, aarch64_z_reg zn) {
-    return dispatch_unsigned(zn.qual, [&](auto u) {
+    return on_size(zn.qual, [&](auto u) {
         typedef decltype(u) T;
         const uint32_t n = SVE_VL_BYTES / sizeof(T);
         int e = pick(false, conditional, last_active(n, byte_active<T>(s->p[pg.num])), n);

@@ -8,7 +8,7 @@
 
 #include "sve/memory/ops.h"
 
-namespace mem {
+namespace memory_access {
 
 template <class T>
 using unsigned_of = std::make_unsigned_t<T>;
@@ -70,4 +70,4 @@ inline U read_generic(uint64_t addr, CpuContext* c) {
     return widen<T, U>(T(mem_lib<unsigned_of<T>>::read(addr, nullptr, c)));
 }
 
-}  // namespace mem
+}  // namespace memory_access

@@ -5,7 +5,7 @@
 
 namespace {
 
-using namespace mem;
+using namespace memory_access;
 
 // Xn + imm * (the memory one vector of this element pair covers).
 template <class T, class U>
@@ -93,34 +93,42 @@ void generic_store(const VecV& zt, const PredV& pg, uint64_t base, CpuContext* c
 
 }  // namespace
 
-#define DEFINE_CONTIGUOUS(mn, stem, T, U, kind)                                                      \
-    aarch64_decode_rc sve_##mn##_zpri(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn,    \
-                                      int imm) {                                                                 \
-        return contiguous_##kind<T, U>(s, zt.num, pg.num, imm_address<T, U>(s, xn, imm));                         \
-    }                                                                                                            \
-    aarch64_decode_rc sve_##mn##_scaled_zprr(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg,                   \
-                                             aarch64_i_rsp_reg xn, aarch64_i_reg xm) {                           \
-        return contiguous_##kind<T, U>(s, zt.num, pg.num, index_address<T>(s, xn, xm));                           \
-    }
-#define DEFINE_CONTIGUOUS_LOAD(mn, stem, T, U)                                                 \
-    DEFINE_CONTIGUOUS(mn, stem, T, U, load)                                              \
-    VecV stem##SIZ(PredV pg, uint64_t xn, int64_t imm, CpuContext* c) {                        \
-        return generic_load<T, U>(pg, xn + uint64_t(imm) * generic_step<T, U>(c), c);          \
-    }                                                                                          \
-    VecV stem##LSSZ(PredV pg, uint64_t xn, uint64_t xm, CpuContext* c) {                       \
-        return generic_load<T, U>(pg, xn + (xm << log2_of(sizeof(T))), c);                     \
-    }
-#define DEFINE_CONTIGUOUS_STORE(mn, stem, T, U)                                                \
-    DEFINE_CONTIGUOUS(mn, stem, T, U, store)                                             \
-    void stem##SIZ(VecV zt, PredV pg, uint64_t xn, int64_t imm, CpuContext* c) {               \
-        generic_store<T, U>(zt, pg, xn + uint64_t(imm) * generic_step<T, U>(c), c);            \
-    }                                                                                          \
-    void stem##LSSZ(VecV zt, PredV pg, uint64_t xn, uint64_t xm, CpuContext* c) {              \
-        generic_store<T, U>(zt, pg, xn + (xm << log2_of(sizeof(T))), c);                       \
-    }
+// The element loops of the contiguous rows; the row table instantiates them.
+namespace {
 
-#define DEFINE_CONTIGUOUS_PAIR(lmn, smn, lstem, sstem, T, U) \
-    DEFINE_CONTIGUOUS_LOAD(lmn, lstem, T, U) DEFINE_CONTIGUOUS_STORE(smn, sstem, T, U)
+template <class T, class U>
+aarch64_decode_rc s_load_si(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn, int imm) {
+    return contiguous_load<T, U>(s, zt.num, pg.num, imm_address<T, U>(s, xn, imm));
+}
+template <class T, class U>
+aarch64_decode_rc s_load_ss(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn, aarch64_i_reg xm) {
+    return contiguous_load<T, U>(s, zt.num, pg.num, index_address<T>(s, xn, xm));
+}
+template <class T, class U>
+aarch64_decode_rc s_store_si(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn, int imm) {
+    return contiguous_store<T, U>(s, zt.num, pg.num, imm_address<T, U>(s, xn, imm));
+}
+template <class T, class U>
+aarch64_decode_rc s_store_ss(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn, aarch64_i_reg xm) {
+    return contiguous_store<T, U>(s, zt.num, pg.num, index_address<T>(s, xn, xm));
+}
+template <class T, class U>
+VecV g_load_si(const PredV& pg, uint64_t xn, int64_t imm, CpuContext* c) {
+    return generic_load<T, U>(pg, xn + uint64_t(imm) * generic_step<T, U>(c), c);
+}
+template <class T, class U>
+VecV g_load_ss(const PredV& pg, uint64_t xn, uint64_t xm, CpuContext* c) {
+    return generic_load<T, U>(pg, xn + (xm << log2_of(sizeof(T))), c);
+}
+template <class T, class U>
+void g_store_si(const VecV& zt, const PredV& pg, uint64_t xn, int64_t imm, CpuContext* c) {
+    generic_store<T, U>(zt, pg, xn + uint64_t(imm) * generic_step<T, U>(c), c);
+}
+template <class T, class U>
+void g_store_ss(const VecV& zt, const PredV& pg, uint64_t xn, uint64_t xm, CpuContext* c) {
+    generic_store<T, U>(zt, pg, xn + (xm << log2_of(sizeof(T))), c);
+}
 
-SVE_CONTIGUOUS_PAIRS(DEFINE_CONTIGUOUS_PAIR)
-SVE_SIGNED_CONTIGUOUS_LOADS(DEFINE_CONTIGUOUS_LOAD)
+}  // namespace
+
+#include "sve/memory/generated/contiguous.inc"

@@ -8,6 +8,7 @@
 #include "sve/core/generic.h"
 
 static int SVELibInitialized = 0;  // 1 once SVEInitialize has run
+long page_size;
 constinit thread_local uint32_t SVEFaultRegion = 0;
 constinit thread_local sigjmp_buf sveFaultJB = {};
 

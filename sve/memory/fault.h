@@ -11,6 +11,9 @@
 #include <csignal>
 #include <cstdint>
 
+// The page size, stored by the library's static constructor: first-fault loads probe page by page.
+extern "C++" long page_size;
+
 // Installs SVESigHandler for SIGSEGV and SIGBUS and sets up the process-wide generic context.
 // Called by the library's static constructor; a second call changes nothing.
 void SVEInitialize();

@@ -7,12 +7,11 @@
 //   leave out every lane from the first one that does not wholly fit on the first page;
 // - the other first-fault loads (generic) read each element through a guarded read and clear
 //   FFR from the first element that fails.
-#include "sve/core/sve_emulator.h"
 #include "sve/memory/gather_access.h"
 
 namespace {
 
-using namespace mem;
+using namespace memory_access;
 
 inline bool readable(uint64_t a) { return addr_is_readable<char>(reinterpret_cast<volatile char*>(a)); }
 
@@ -109,26 +108,31 @@ VecV generic_first_fault(const PredV& pg, uint64_t xn, uint64_t xm, CpuContext* 
 
 }  // namespace
 
-#define DEFINE_NONFAULT(mn, stem, T, U)                                                                          \
-    aarch64_decode_rc sve_##mn##_zpri(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn, int imm) { \
-        return nonfault_load<T, U>(s, zt.num, pg.num,                                                             \
-                                   read_xsp(s, xn) + uint64_t(int64_t(imm) * (SVE_VL_BYTES / sizeof(U) * sizeof(T)))); \
-    }                                                                                                             \
-    VecV stem(VecV zt, PredV pg, uint64_t xn, int64_t imm, CpuContext* c) {                                       \
-        return generic_nonfault<T, U>(zt, pg, xn + uint64_t(imm) * elem_count(c, 8 * sizeof(U)) * sizeof(T), c); \
-    }
-#define DEFINE_FIRST_FAULT_GENERIC(stem, T, U)                             \
-    VecV stem(PredV pg, uint64_t xn, uint64_t xm, CpuContext* c) { return generic_first_fault<T, U>(pg, xn, xm, c); }
-#define DEFINE_FIRST_FAULT(mn, stem, T, U)                                                         \
-    aarch64_decode_rc sve_##mn##_scaled_zprr(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg,     \
-                                             aarch64_i_rsp_reg xn, aarch64_i_reg xm) {             \
-        return first_fault_load<T, U>(s, zt.num, pg.num, index_address<T>(s, xn, xm));             \
-    }                                                                                              \
-    DEFINE_FIRST_FAULT_GENERIC(stem, T, U)
+// The element loops of the non-fault and first-fault contiguous rows; the row table instantiates
+// them.
+namespace {
 
-SVE_NONFAULT_LOADS(DEFINE_NONFAULT)
-SVE_FIRST_FAULT_SPECIALISED(DEFINE_FIRST_FAULT)
-SVE_FIRST_FAULT_GENERIC(DEFINE_FIRST_FAULT_GENERIC)
+template <class T, class U>
+aarch64_decode_rc s_load_nf(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn, int imm) {
+    return nonfault_load<T, U>(s, zt.num, pg.num,
+                               read_xsp(s, xn) + uint64_t(int64_t(imm) * (SVE_VL_BYTES / sizeof(U) * sizeof(T))));
+}
+template <class T, class U>
+VecV g_load_nf(const VecV& zt, const PredV& pg, uint64_t xn, int64_t imm, CpuContext* c) {
+    return generic_nonfault<T, U>(zt, pg, xn + uint64_t(imm) * elem_count(c, 8 * sizeof(U)) * sizeof(T), c);
+}
+template <class T, class U>
+aarch64_decode_rc s_load_ff(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn, aarch64_i_reg xm) {
+    return first_fault_load<T, U>(s, zt.num, pg.num, index_address<T>(s, xn, xm));
+}
+template <class T, class U>
+VecV g_load_ff(const PredV& pg, uint64_t xn, uint64_t xm, CpuContext* c) {
+    return generic_first_fault<T, U>(pg, xn, xm, c);
+}
+
+}  // namespace
+
+#include "sve/memory/generated/first_fault.inc"
 
 aarch64_decode_rc sve_setffr(cpu_state* s) {
     std::memset(s->ffr, 1, SVE_VL_BYTES);

@@ -8,7 +8,7 @@
 #include "sve/memory/access.h"
 #include "sve/memory/gather_ops.h"
 
-namespace mem {
+namespace memory_access {
 
 // Address of one element: `scalar` is Xn (or imm * memory element for VI), `lane` the lane of
 // the offset (or base) vector. 64-bit sum with wrap-around.
@@ -96,4 +96,4 @@ VecV generic_load_at(const PredV& pg, Addr addr, CpuContext* c) {
     return r;
 }
 
-}  // namespace mem
+}  // namespace memory_access

@@ -9,7 +9,7 @@
 
 namespace {
 
-using namespace mem;
+using namespace memory_access;
 
 template <class U>
 inline U lane_of(const cpu_state* s, uint32_t z, uint32_t e) {
@@ -58,41 +58,64 @@ void generic_scatter(const VecV& zt, const PredV& pg, const VecV& zv, uint64_t s
 
 }  // namespace
 
-// The address operand of each form as (vector, scalar): specialised, then generic.
-#define SVE_GATHER_PASS_VI(T) zn.num, uint64_t(imm) * sizeof(T)
-#define SVE_GATHER_PASS_VS(T) zm.num, read_xsp(s, xn)
-#define SVE_GATHER_PASS_XVS SVE_GATHER_PASS_VS
-#define SVE_GATHER_PASS_YVS SVE_GATHER_PASS_VS
-#define SVE_GATHER_PASS_SV SVE_GATHER_PASS_VS
-#define SVE_GATHER_PASS_XSV SVE_GATHER_PASS_VS
-#define SVE_GATHER_PASS_YSV SVE_GATHER_PASS_VS
-#define SVE_GATHER_GPASS_VI(T) zn, imm * sizeof(T)
-#define SVE_GATHER_GPASS_VS(T) zm, xn
-#define SVE_GATHER_GPASS_XVS SVE_GATHER_GPASS_VS
-#define SVE_GATHER_GPASS_YVS SVE_GATHER_GPASS_VS
-#define SVE_GATHER_GPASS_SV SVE_GATHER_GPASS_VS
-#define SVE_GATHER_GPASS_XSV SVE_GATHER_GPASS_VS
-#define SVE_GATHER_GPASS_YSV SVE_GATHER_GPASS_VS
+// The element loops of the gathers and scatters, by address form (vector plus immediate, vector
+// plus scalar, scalar plus vector); the row table instantiates them.
+namespace {
 
-#define DEFINE_GATHER(op, stem, T, U, F)                                                              \
-    aarch64_decode_rc op(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, SVE_GATHER_ARGS_##F(_)) { \
-        return vector_access<T, U, F, false>(s, zt.num, pg.num, SVE_GATHER_PASS_##F(T));                            \
-    }                                                                                                 \
-    VecV stem(PredV pg, SVE_GATHER_GARGS_##F(_), CpuContext* c) {                                     \
-        return generic_gather<T, U, F, false>(pg, SVE_GATHER_GPASS_##F(T), c);                        \
-    }
-#define DEFINE_SCATTER(op, stem, T, U, F)                                                             \
-    aarch64_decode_rc op(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, SVE_GATHER_ARGS_##F(_)) { \
-        return vector_access<T, U, F, true>(s, zt.num, pg.num, SVE_GATHER_PASS_##F(T));                           \
-    }                                                                                                 \
-    void stem(VecV zt, PredV pg, SVE_GATHER_GARGS_##F(_), CpuContext* c) {                            \
-        generic_scatter<T, U, F>(zt, pg, SVE_GATHER_GPASS_##F(T), c);                                 \
-    }
-#define DEFINE_FIRST_FAULT_GATHER(stem, T, U, F)                               \
-    VecV stem(PredV pg, SVE_GATHER_GARGS_##F(_), CpuContext* c) {              \
-        return generic_gather<T, U, F, true>(pg, SVE_GATHER_GPASS_##F(T), c); \
-    }
+using zr = aarch64_z_reg;
+using pr = aarch64_p_reg;
+using xr = aarch64_i_rsp_reg;
 
-SVE_GATHER_LOADS(DEFINE_GATHER)
-SVE_SCATTER_STORES(DEFINE_SCATTER)
-SVE_FIRST_FAULT_GATHERS(DEFINE_FIRST_FAULT_GATHER)
+template <class T, class U, sve_addr_form F, bool FF>
+aarch64_decode_rc s_gather_vi(cpu_state* s, zr zt, pr pg, zr zn, unsigned int imm) {
+    return vector_access<T, U, F, false>(s, zt.num, pg.num, zn.num, uint64_t(imm) * sizeof(T));
+}
+template <class T, class U, sve_addr_form F, bool FF>
+aarch64_decode_rc s_gather_vs(cpu_state* s, zr zt, pr pg, zr zm, xr xn) {
+    return vector_access<T, U, F, false>(s, zt.num, pg.num, zm.num, read_xsp(s, xn));
+}
+template <class T, class U, sve_addr_form F, bool FF>
+aarch64_decode_rc s_gather_sv(cpu_state* s, zr zt, pr pg, xr xn, zr zm) {
+    return vector_access<T, U, F, false>(s, zt.num, pg.num, zm.num, read_xsp(s, xn));
+}
+template <class T, class U, sve_addr_form F>
+aarch64_decode_rc s_scatter_vi(cpu_state* s, zr zt, pr pg, zr zn, unsigned int imm) {
+    return vector_access<T, U, F, true>(s, zt.num, pg.num, zn.num, uint64_t(imm) * sizeof(T));
+}
+template <class T, class U, sve_addr_form F>
+aarch64_decode_rc s_scatter_vs(cpu_state* s, zr zt, pr pg, zr zm, xr xn) {
+    return vector_access<T, U, F, true>(s, zt.num, pg.num, zm.num, read_xsp(s, xn));
+}
+template <class T, class U, sve_addr_form F>
+aarch64_decode_rc s_scatter_sv(cpu_state* s, zr zt, pr pg, xr xn, zr zm) {
+    return vector_access<T, U, F, true>(s, zt.num, pg.num, zm.num, read_xsp(s, xn));
+}
+// FF: a first-fault gather, which reports unreadable lanes through FFR instead of faulting.
+template <class T, class U, sve_addr_form F, bool FF>
+VecV g_gather_vi(const PredV& pg, const VecV& zn, uint64_t imm, CpuContext* c) {
+    return generic_gather<T, U, F, FF>(pg, zn, imm * sizeof(T), c);
+}
+template <class T, class U, sve_addr_form F, bool FF>
+VecV g_gather_vs(const PredV& pg, const VecV& zm, uint64_t xn, CpuContext* c) {
+    return generic_gather<T, U, F, FF>(pg, zm, xn, c);
+}
+template <class T, class U, sve_addr_form F, bool FF>
+VecV g_gather_sv(const PredV& pg, uint64_t xn, const VecV& zm, CpuContext* c) {
+    return generic_gather<T, U, F, FF>(pg, zm, xn, c);
+}
+template <class T, class U, sve_addr_form F>
+void g_scatter_vi(const VecV& zt, const PredV& pg, const VecV& zn, uint64_t imm, CpuContext* c) {
+    generic_scatter<T, U, F>(zt, pg, zn, imm * sizeof(T), c);
+}
+template <class T, class U, sve_addr_form F>
+void g_scatter_vs(const VecV& zt, const PredV& pg, const VecV& zm, uint64_t xn, CpuContext* c) {
+    generic_scatter<T, U, F>(zt, pg, zm, xn, c);
+}
+template <class T, class U, sve_addr_form F>
+void g_scatter_sv(const VecV& zt, const PredV& pg, uint64_t xn, const VecV& zm, CpuContext* c) {
+    generic_scatter<T, U, F>(zt, pg, zm, xn, c);
+}
+
+}  // namespace
+
+#include "sve/memory/generated/gather_scatter.inc"

@@ -4,7 +4,7 @@
 
 namespace {
 
-using namespace mem;
+using namespace memory_access;
 
 // The element is read once, and only if some lane is active: an all-false predicate reads nothing.
 template <class T, class U>
@@ -60,21 +60,26 @@ VecV quad_replicate(const PredV& pg, uint64_t addr, CpuContext* c) {
 
 }  // namespace
 
-#define DEFINE_REPLICATE_LOAD(mn, name, T, U)                                                                  \
-    aarch64_decode_rc sve_##mn##_zpri(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn, \
-                                      unsigned int imm) {                                                     \
-        return replicate_load<T, U>(s, zt.num, pg.num, read_xsp(s, xn) + uint64_t(imm) * sizeof(T));          \
-    }                                                                                                         \
-    VecV name(PredV pg, uint64_t xn, uint64_t imm, CpuContext* c) {                                           \
-        return replicate_generic<T, U>(pg, xn + imm * sizeof(T), c);                                          \
-    }
-#define DEFINE_QUAD_REPLICATE_LOAD(stem, T)                                                               \
-    VecV stem##SIZ(PredV pg, uint64_t xn, int64_t imm, CpuContext* c) {                                   \
-        return quad_replicate<T>(pg, xn + uint64_t(imm) * 16, c);                                         \
-    }                                                                                                     \
-    VecV stem##SSZ(PredV pg, uint64_t xn, uint64_t xm, CpuContext* c) {                                   \
-        return quad_replicate<T>(pg, xn + (xm << log2_of(sizeof(T))), c);                                 \
-    }
+// The element loops of the replicating rows; the row table instantiates them.
+namespace {
 
-SVE_REPLICATE_LOADS(DEFINE_REPLICATE_LOAD)
-SVE_QUAD_REPLICATE_LOADS(DEFINE_QUAD_REPLICATE_LOAD)
+template <class T, class U>
+aarch64_decode_rc s_load_dup(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn, unsigned int imm) {
+    return replicate_load<T, U>(s, zt.num, pg.num, read_xsp(s, xn) + uint64_t(imm) * sizeof(T));
+}
+template <class T, class U>
+VecV g_load_dup(const PredV& pg, uint64_t xn, uint64_t imm, CpuContext* c) {
+    return replicate_generic<T, U>(pg, xn + imm * sizeof(T), c);
+}
+template <class T>
+VecV g_load_dup_quad_si(const PredV& pg, uint64_t xn, int64_t imm, CpuContext* c) {
+    return quad_replicate<T>(pg, xn + uint64_t(imm) * 16, c);
+}
+template <class T>
+VecV g_load_dup_quad_ss(const PredV& pg, uint64_t xn, uint64_t xm, CpuContext* c) {
+    return quad_replicate<T>(pg, xn + (xm << log2_of(sizeof(T))), c);
+}
+
+}  // namespace
+
+#include "sve/memory/generated/replicate.inc"

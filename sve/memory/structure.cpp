@@ -5,7 +5,7 @@
 #include "sve/memory/access.h"
 #include "sve/memory/gather_ops.h"
 
-using namespace mem;
+using namespace memory_access;
 
 template <class T, class U, int N>
 aarch64_decode_rc sve_ldN_zpri(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn,
@@ -77,29 +77,43 @@ inline uint64_t generic_imm_base(uint64_t xn, int64_t imm, const CpuContext* c) 
 
 }  // namespace
 
-// The immediate counts groups of N vectors; Xm counts elements.
-#define DEFINE_STRUCTURE_KIND(N, m, T, n, kind)                                                                   \
-    aarch64_decode_rc sve_##kind##N##m##_zpri(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg,                     \
-                                              aarch64_i_rsp_reg xn, int imm) {                                      \
-        return sve_##kind##N_zpri<T, T, N>(s, zt, pg, xn, int64_t(imm) * N * (SVE_VL_BYTES / n));                  \
-    }                                                                                                               \
-    aarch64_decode_rc sve_##kind##N##m##_scaled_zprr(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg,              \
-                                                     aarch64_i_rsp_reg xn, aarch64_i_reg xm) {                      \
-        return sve_##kind##N_zpri<T, T, N>(s, zt, pg, xn, int64_t(read_xzr(s, xm)));                               \
-    }
-#define DEFINE_STRUCTURE(N, m, pre, n, T)                                                                         \
-    DEFINE_STRUCTURE_KIND(N, m, T, n, ld)                                                                          \
-    DEFINE_STRUCTURE_KIND(N, m, T, n, st)                                                                          \
-    VecList<N> pre##E##N##Load##n##SIZ(PredV pg, uint64_t xn, int64_t imm, CpuContext* c) {                        \
-        return generic_ldN<T, N>(pg, generic_imm_base<T, N>(xn, imm, c), c);                                       \
-    }                                                                                                              \
-    VecList<N> pre##E##N##Load##n##LSSZ(PredV pg, uint64_t xn, uint64_t xm, CpuContext* c) {                       \
-        return generic_ldN<T, N>(pg, xn + xm * n, c);                                                              \
-    }                                                                                                              \
-    void pre##E##N##Store##n##SIZ(VecList<N> zt, PredV pg, uint64_t xn, int64_t imm, CpuContext* c) {              \
-        generic_stN<T, N>(zt, pg, generic_imm_base<T, N>(xn, imm, c), c);                                          \
-    }                                                                                                              \
-    void pre##E##N##Store##n##LSSZ(VecList<N> zt, PredV pg, uint64_t xn, uint64_t xm, CpuContext* c) {             \
-        generic_stN<T, N>(zt, pg, xn + xm * n, c);                                                                 \
-    }
-SVE_STRUCTURES(DEFINE_STRUCTURE)
+// The element loops of the structure rows; the row table instantiates them. The immediate counts
+// groups of N vectors; Xm counts elements.
+namespace {
+
+template <class T, int N>
+aarch64_decode_rc s_load_struct_si(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn, int imm) {
+    return sve_ldN_zpri<T, T, N>(s, zt, pg, xn, int64_t(imm) * N * (SVE_VL_BYTES / int(sizeof(T))));
+}
+template <class T, int N>
+aarch64_decode_rc s_load_struct_ss(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn, aarch64_i_reg xm) {
+    return sve_ldN_zpri<T, T, N>(s, zt, pg, xn, int64_t(read_xzr(s, xm)));
+}
+template <class T, int N>
+aarch64_decode_rc s_store_struct_si(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn, int imm) {
+    return sve_stN_zpri<T, T, N>(s, zt, pg, xn, int64_t(imm) * N * (SVE_VL_BYTES / int(sizeof(T))));
+}
+template <class T, int N>
+aarch64_decode_rc s_store_struct_ss(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn, aarch64_i_reg xm) {
+    return sve_stN_zpri<T, T, N>(s, zt, pg, xn, int64_t(read_xzr(s, xm)));
+}
+template <class T, int N>
+VecList<N> g_load_struct_si(const PredV& pg, uint64_t xn, int64_t imm, CpuContext* c) {
+    return generic_ldN<T, N>(pg, generic_imm_base<T, N>(xn, imm, c), c);
+}
+template <class T, int N>
+VecList<N> g_load_struct_ss(const PredV& pg, uint64_t xn, uint64_t xm, CpuContext* c) {
+    return generic_ldN<T, N>(pg, xn + xm * sizeof(T), c);
+}
+template <class T, int N>
+void g_store_struct_si(const VecList<N>& zt, const PredV& pg, uint64_t xn, int64_t imm, CpuContext* c) {
+    generic_stN<T, N>(zt, pg, generic_imm_base<T, N>(xn, imm, c), c);
+}
+template <class T, int N>
+void g_store_struct_ss(const VecList<N>& zt, const PredV& pg, uint64_t xn, uint64_t xm, CpuContext* c) {
+    generic_stN<T, N>(zt, pg, xn + xm * sizeof(T), c);
+}
+
+}  // namespace
+
+#include "sve/memory/generated/structure.inc"

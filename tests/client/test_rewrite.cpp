@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "dr_host.h"
-#include "sve/core/sve_emulator.h"
+#include "sve/decode/sve_emulator.h"
 
 extern "C" void dr_client_main(client_id_t id, int argc, const char* argv[]);
 

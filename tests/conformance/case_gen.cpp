@@ -7,11 +7,6 @@ namespace conf {
 
 namespace {
 
-bool ends_with(const char* s, size_t n, const char* suffix) {
-    size_t k = std::strlen(suffix);
-    return n >= k && std::memcmp(s + n - k, suffix, k) == 0;
-}
-
 // Writes `v` into lane `e` of `bytes` bytes of a vector.
 void put_lane(uint8_t* z, int bytes, int e, uint64_t v) { std::memcpy(z + e * bytes, &v, bytes); }
 
@@ -108,36 +103,24 @@ void place_addresses(test_rng& r, const row_traits& t, uint32_t word, bool edge,
 
 }  // namespace
 
-row_traits traits_of(const char* name) {
+row_traits traits_of(const sve_row_info& row) {
     row_traits t{};
-    const char* p = name + 3;  // behind "Vec"
-    t.fp = *p == 'F' || *p == 'H' || *p == 'B' || *p == 'D';
-    while (*p && !std::isdigit(static_cast<unsigned char>(*p)) && p < name + 4) p++;
-    int bits = 0;
-    while (std::isdigit(static_cast<unsigned char>(*p))) bits = bits * 10 + (*p++ - '0');
-    t.elem_bytes = bits / 8;
-    t.memory = std::strstr(name, "Load") || std::strstr(name, "Store") || std::strstr(name, "Fill") ||
-               std::strstr(name, "Spill") || std::strstr(name, "Prefetch");
-    t.first_fault = std::strstr(name, "LoadFF") || std::strstr(name, "LoadNF");
+    t.fp = row.type[0] == 'F' || row.type[0] == 'H' || row.type[0] == 'B' || row.type[0] == 'D';
+    t.elem_bytes = sve_row_elem_bytes(row);
+    t.memory = row.access != SVE_ACCESS_NONE;
+    t.first_fault = row.access == SVE_ACCESS_LOAD_FF || row.access == SVE_ACCESS_LOAD_NF;
     if (!t.memory) return t;
-    for (const char* k : {"Load", "Store", "Prefetch"})
-        if (const char* q = std::strstr(name, k)) {
-            q += std::strlen(k);
-            while (*q && !std::isdigit(static_cast<unsigned char>(*q))) q++;
-            t.mem_bytes = *q ? *q - '0' : 0;
-        }
-    size_t n = std::strlen(name);
-    if (ends_with(name, n, "Z")) n--;
-    if (ends_with(name, n, "SS")) t.form = AF_LSS;
-    else if (ends_with(name, n, "VI")) t.form = AF_VI;
-    else if (ends_with(name, n, "SV")) t.form = AF_SV;
-    else if (ends_with(name, n, "VS")) t.form = AF_VS;
-    else t.form = AF_SI;
-    if (t.form == AF_SV || t.form == AF_VS) {
-        char c = name[n - 3];
-        t.ext32 = c == 'X' || c == 'Y';
-        t.sign_ext = c == 'X';
+    t.mem_bytes = row.mem_bytes;
+    switch (row.address) {
+    case SVE_ADDRESS_LSS: t.form = AF_LSS; break;
+    case SVE_ADDRESS_VI: t.form = AF_VI; break;
+    case SVE_ADDRESS_SV: case SVE_ADDRESS_XSV: case SVE_ADDRESS_YSV: t.form = AF_SV; break;
+    case SVE_ADDRESS_VS: case SVE_ADDRESS_XVS: case SVE_ADDRESS_YVS: t.form = AF_VS; break;
+    default: t.form = AF_SI; break;
     }
+    t.ext32 = row.address == SVE_ADDRESS_XSV || row.address == SVE_ADDRESS_YSV || row.address == SVE_ADDRESS_XVS ||
+              row.address == SVE_ADDRESS_YVS;
+    t.sign_ext = row.address == SVE_ADDRESS_XSV || row.address == SVE_ADDRESS_XVS;
     return t;
 }
 
@@ -168,7 +151,7 @@ uint64_t interesting_fp(test_rng& r, int bytes) {
 
 gen_case generate_case(int row, uint64_t seed, int index) {
     const sve_row_info& info = sve_rows[row];
-    row_traits t = traits_of(info.name);
+    row_traits t = traits_of(info);
     test_rng r(seed * 0x100000001B3ull ^ (uint64_t(row) << 20) ^ uint64_t(index));
     gen_case c;
     std::memset(&c, 0, sizeof c);

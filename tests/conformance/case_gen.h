@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "sve/core/sve_emulator.h"
+#include "sve/decode/sve_emulator.h"
 #include "tests/support/state_util.h"
 #include "tools/sve-step/case_format.h"
 
@@ -26,7 +26,7 @@ struct row_traits {
     int mem_bytes;    // width of the memory element (the number behind Load, Store, Prefetch)
 };
 
-row_traits traits_of(const char* name);
+row_traits traits_of(const sve_row_info& row);
 
 // A floating-point value of `bytes` (2, 4, 8) bytes biased to the special cases.
 uint64_t interesting_fp(test_rng& r, int bytes);

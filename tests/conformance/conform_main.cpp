@@ -104,7 +104,7 @@ int compare(int argc, char** argv) {
         ncases++;
         if (!row.implemented) continue;
         conf::fill_buffer(before, c.h.buf_seed);
-        conf::row_traits tr = conf::traits_of(row.name);
+        conf::row_traits tr = conf::traits_of(row);
         int lane_bytes = tr.elem_bytes >= 1 && tr.elem_bytes <= 8 ? tr.elem_bytes : 8;
         std::string what;
         switch (conf::compare_case(c.h, o, u, before, lane_bytes, conf::exempt_fields(devs, row.name, c.h.flags | conf::oracle_ffr_flag(c.s, o.s)), what)) {

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "sve/core/sve_emulator.h"
+#include "sve/decode/sve_emulator.h"
 #include "tests/support/state_util.h"
 
 TEST(Examples, AddImmediateBytes) {

@@ -25,10 +25,10 @@ PredV ret_pred(PredV p, CpuContext*) {
     return p;
 }
 
-using gf_fill = sf::gform<sf::DZ<0>, sf::Z<5>>;
-using gf_general = sf::gform<sf::DR<0>, sf::R<5>>;
-using gf_word = sf::gform<sf::DR<0>, sf::R<5>>;
-using gf_pred = sf::gform<sf::DP<0>, sf::P<5, 4, 0>>;
+using gf_fill = forms::gform<forms::DZ<0>, forms::Z<5>>;
+using gf_general = forms::gform<forms::DR<0>, forms::R<5>>;
+using gf_word = forms::gform<forms::DR<0>, forms::R<5>>;
+using gf_pred = forms::gform<forms::DP<0>, forms::P<5, 4, 0>>;
 
 }  // namespace
 

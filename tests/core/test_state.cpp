@@ -5,21 +5,6 @@
 
 #include "sve/core/cpu_state.h"
 
-TEST(State, FieldOffsetsFollowTheInlineCode) {
-    // Offsets the save and reload sequence relies on; z rows must be 16-byte aligned.
-    EXPECT_EQ(offsetof(cpu_state, sp), 31u * 8);
-    EXPECT_EQ(offsetof(cpu_state, pc), 32u * 8);
-    EXPECT_EQ(offsetof(cpu_state, nzcv), 33u * 8);
-    EXPECT_EQ(offsetof(cpu_state, fpsr), 34u * 8);
-    EXPECT_EQ(offsetof(cpu_state, fpcr), 34u * 8 + 4);
-    EXPECT_EQ(offsetof(cpu_state, z) % 16, 0u);
-    EXPECT_EQ(offsetof(cpu_state, p) - offsetof(cpu_state, z), 32u * 80);
-    EXPECT_EQ(offsetof(cpu_state, ffr) - offsetof(cpu_state, p), 16u * 80);
-    EXPECT_EQ(offsetof(cpu_state, insn) - offsetof(cpu_state, ffr), 80u);
-    EXPECT_EQ(sizeof(cpu_state::insn), 8u);
-    for (int i = 0; i < 32; i++) EXPECT_EQ((offsetof(cpu_state, z) + 80 * i) % 16, 0u);
-}
-
 TEST(State, ElementCounts) {
     const int expect[] = {80, 40, 20, 10};
     for (int s = 0; s < 4; s++) EXPECT_EQ(elements_of(s), expect[s]);

@@ -7,14 +7,9 @@
 #include <cstring>
 #include <string>
 
-#include "sve/core/sve_emulator.h"
+#include "tests/support/rows.h"
 #include "tests/support/state_util.h"
 
-inline const sve_row_info* row_named(const std::string& name) {
-    for (const sve_row_info& r : sve_rows)
-        if (name == r.name) return &r;
-    return nullptr;
-}
 
 // Operand fields of a word.
 inline uint32_t fld(uint32_t v, int lo) { return v << lo; }

@@ -9,24 +9,10 @@
 #include <cstring>
 #include <string>
 
-#include "sve/core/sve_emulator.h"
+#include "tests/support/rows.h"
 #include "tests/support/state_util.h"
 
 namespace {
-
-bool touches_memory(const char* name) {
-    for (const char* k : {"Load", "Store", "Fill", "Spill", "Prefetch"})
-        if (std::strstr(name, k)) return true;
-    return false;
-}
-
-// Lane width of the vector operand of a memory row, from the element part of its name
-// ("VecU32..." or "VecS64..."); 0 when the name does not say.
-int lane_bits(const char* name) {
-    const char* p = name + 3;  // past "Vec"
-    if (*p == 'U' || *p == 'S' || *p == 'F') p++;
-    return std::atoi(p);
-}
 
 bool sandbox_ready() {
     static const bool ready = [] {
@@ -125,10 +111,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     a.fpsr &= 0x0800009Fu;
     a.insn = 0;
 
-    const bool memory = touches_memory(row->name);
+    const bool memory = accesses_memory(*row);
     if (memory) {
         if (!sandbox_ready()) return 0;
-        confine_addresses(a, lane_bits(row->name));
+        confine_addresses(a, 8 * sve_row_elem_bytes(*row));
     }
 
     cpu_state b = a;

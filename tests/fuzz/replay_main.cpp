@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "sve/core/sve_emulator.h"
+#include "sve/decode/sve_emulator.h"
 #include "tests/fuzz/fuzz_word.h"
 
 namespace {

@@ -7,33 +7,16 @@
 #include <string>
 #include <vector>
 
-#include "sve/core/sve_emulator.h"
+#include "tests/support/tiers.h"
 #include "tests/support/state_util.h"
 
 namespace it {
 
-inline const sve_row_info* row_of(uint32_t w) {
-    sve_handler_t h = get_sve_handler(w);
-    for (const sve_row_info& r : sve_rows)
-        if (r.handler == h) return &r;
-    return nullptr;
-}
-
 // Runs w on s through the row's handler; where the row also has a generic counterpart, runs
 // that on a copy and requires the same state. Returns the row's handler name.
 inline std::string run(cpu_state& s, uint32_t w) {
-    const sve_row_info* r = row_of(w);
-    if (!r) {
-        ADD_FAILURE() << "no row for word " << std::hex << w;
-        return "";
-    }
-    cpu_state g = s;
-    EXPECT_EQ(r->handler(&s, w), RC_DONE) << r->name;
-    if (r->generic) {
-        EXPECT_EQ(r->generic(&g, w), RC_DONE) << r->name;
-        EXPECT_EQ(state_diff(s, g, false), "") << r->name << ": the tiers disagree";
-    }
-    return r->name;
+    const sve_row_info* r = run_both_tiers(s, w);
+    return r ? r->name : "";
 }
 
 // Element e of b bytes, zero-extended.

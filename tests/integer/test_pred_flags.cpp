@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "sve/core/generic.h"
-#include "sve/core/sve_emulator.h"
+#include "sve/decode/sve_emulator.h"
 #include "sve/integer/perm_core.h"
 #include "sve/integer/pred_flags.h"
 
@@ -297,14 +297,14 @@ TEST(PredFlags, FirstAndCountAgainstElementLoops) {
                 if (count > n) continue;
                 PredV want{{0, 0, 0, 0}};
                 for (uint32_t e = 0; e < count; e++) pred_set(want, e, bits, true);
-                PredV got = pcore::pred_first(count, bits);
+                PredV got = permute_core::pred_first(count, bits);
                 for (int k = 0; k < 4; k++) EXPECT_EQ(got.w[k], want.w[k]) << words << " " << bits << " " << count << " word " << k;
             }
             for (int i = 0; i < 50; i++) {
                 PredV p{{rng(), rng() & rng(), rng(), rng() | rng()}};
                 uint32_t want = 0;
                 for (uint32_t e = 0; e < n; e++) want += pred_active(p, e, bits);
-                EXPECT_EQ(pcore::pred_count(p, bits, &c), want) << words << " words, " << bits << " bits";
+                EXPECT_EQ(permute_core::pred_count(p, bits, &c), want) << words << " words, " << bits << " bits";
             }
         }
     }

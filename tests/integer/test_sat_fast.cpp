@@ -152,7 +152,7 @@ void check_vector_saturation() {
             a[i] = round < 8 ? lim[round] : E(rng());
             b[i] = round < 8 ? lim[i % 8] : (i & 1) ? lim[rng() % 8] : E(rng());
         }
-        V sum = ie::sat_addsub_vec<false>(a, b), diff = ie::sat_addsub_vec<true>(a, b);
+        V sum = int_elements::sat_addsub_vec<false>(a, b), diff = int_elements::sat_addsub_vec<true>(a, b);
         for (int i = 0; i < N; i++) {
             __int128 x = UNS ? __int128(uint64_t(a[i])) : __int128(int64_t(a[i]));
             __int128 y = UNS ? __int128(uint64_t(b[i])) : __int128(int64_t(b[i]));

@@ -3,7 +3,7 @@
 // operands) and the compare flags.
 #include <gtest/gtest.h>
 
-#include "sve/core/all_ops.h"
+#include "sve/integer/ops.h"
 #include "tests/integer/int_test_util.h"
 
 using namespace it;

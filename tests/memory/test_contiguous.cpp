@@ -1,8 +1,8 @@
 // Contiguous loads and stores: address forms, register 31, and the records of each access.
 #include <gtest/gtest.h>
 
-#include "tests/memory/capture.h"
-#include "tests/memory/mem_rows.h"
+#include "tests/support/capture.h"
+#include "tests/support/mem_rows.h"
 
 namespace {
 
@@ -33,7 +33,7 @@ TEST_F(Contiguous, AddressesOfEachForm) {
     };
     static test_memory mem;
     for (auto& c : cases) {
-        const sve_row_info* row = find_row(c.row);
+        const sve_row_info* row = row_named(c.row);
         ASSERT_NE(row, nullptr) << c.row;
         bool imm = std::string(c.row).find("SIZ") != std::string::npos;
         cpu_state s = {};
@@ -57,7 +57,7 @@ TEST_F(Contiguous, AddressesOfEachForm) {
 TEST_F(Contiguous, RegisterThirtyOne) {
     static test_memory mem;
     for (int i = 0; i < 80; i++) mem.middle()[i] = uint8_t(i + 1);
-    const sve_row_info* row = find_row("VecU8CLoad1LSSZ");  // ld1b {z.b}, p/z, [xn, xm]
+    const sve_row_info* row = row_named("VecU8CLoad1LSSZ");  // ld1b {z.b}, p/z, [xn, xm]
     cpu_state s = {};
     std::memset(s.p[1], 1, SVE_VL_BYTES);
     s.sp = uint64_t(mem.middle());
@@ -83,7 +83,7 @@ TEST_F(Contiguous, RecordsFollowThePredicate) {
     std::memset(s.p[0], 1, SVE_VL_BYTES);
     for (const char* name : {"VecU64CLoadNT8SIZ", "VecU64CLoad8SIZ"}) {
         clear_captured_records();
-        ASSERT_EQ(run_word(&s, mem_word(*find_row(name), f), 0x400800), RC_DONE);
+        ASSERT_EQ(run_word(&s, mem_word(*row_named(name), f), 0x400800), RC_DONE);
         auto got = captured_records();
         ASSERT_EQ(got.size(), 1u) << name;
         EXPECT_EQ(got[0].size, 80u);
@@ -95,7 +95,7 @@ TEST_F(Contiguous, RecordsFollowThePredicate) {
     std::memset(s.p[0], 0, SVE_VL_BYTES);
     s.p[0][0] = s.p[0][4] = s.p[0][12] = 1;
     clear_captured_records();
-    ASSERT_EQ(run_word(&s, mem_word(*find_row("VecU32CStore4SIZ"), f)), RC_DONE);
+    ASSERT_EQ(run_word(&s, mem_word(*row_named("VecU32CStore4SIZ"), f)), RC_DONE);
     auto got = captured_records();
     ASSERT_EQ(got.size(), 2u);
     EXPECT_EQ(got[0].address, uint64_t(mem.middle()));

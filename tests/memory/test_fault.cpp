@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "sve/memory/primitives.h"
-#include "tests/memory/capture.h"
+#include "tests/support/capture.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // Load and replicate (ld1r*, ld1rq*), ldr and str of Z and P, and the prefetches.
 #include <gtest/gtest.h>
 
-#include "tests/memory/capture.h"
-#include "tests/memory/mem_rows.h"
+#include "tests/support/capture.h"
+#include "tests/support/mem_rows.h"
 
 namespace {
 
@@ -35,7 +35,7 @@ TEST_F(Misc, ReplicateCases) {
         {"VecU16LoadDup1SIZ", 40, 40, 0, uint64_t(uint8_t(40 * 7 + 3))},  // ld1rb .h
     };
     for (auto& c : cases) {
-        const sve_row_info* row = find_row(c.row);
+        const sve_row_info* row = row_named(c.row);
         ASSERT_NE(row, nullptr);
         if (c.memory) std::memcpy(mem.bytes + c.offset, &c.memory, 8);
         cpu_state s = {};
@@ -65,7 +65,7 @@ TEST_F(Misc, ReplicateWithNoActiveLaneReadsNothing) {
         cpu_state s = {};
         std::memset(s.z[0], 0xCC, 80);
         s.x[0] = uint64_t(g.hole());
-        ASSERT_EQ(run_word(&s, mem_word(*find_row(name), mem_fields())), RC_DONE);
+        ASSERT_EQ(run_word(&s, mem_word(*row_named(name), mem_fields())), RC_DONE);
         for (int i = 0; i < 80; i++) ASSERT_EQ(s.z[0][i], 0) << name;
     }
 }
@@ -96,7 +96,7 @@ TEST_F(Misc, QuadReplicateCases) {
         f.pg = 1;
         f.rn = 5;
         f.rm = c.rm;
-        ASSERT_EQ(run_word(&s, mem_word(*find_row(c.row), f)), RC_DONE);
+        ASSERT_EQ(run_word(&s, mem_word(*row_named(c.row), f)), RC_DONE);
         for (int q = 0; q < 5; q++)
             for (int b = 0; b < 16; b++) {
                 uint8_t want = (c.high_half_zero && b >= 8) ? 0 : uint8_t(0x40 + c.offset + b);
@@ -112,7 +112,7 @@ TEST_F(Misc, QuadReplicateCases) {
     f.zt = 2;
     f.pg = 1;
     f.rn = 5;
-    ASSERT_EQ(run_word(&s, mem_word(*find_row("VecU8LoadDup1QSIZ"), f)), RC_DONE);
+    ASSERT_EQ(run_word(&s, mem_word(*row_named("VecU8LoadDup1QSIZ"), f)), RC_DONE);
     for (int i = 0; i < 80; i++) ASSERT_EQ(s.z[2][i], 0) << i;
 }
 
@@ -148,7 +148,7 @@ TEST_F(Misc, FillAndSpillImmediates) {
         std::memcpy(mem.middle(), "\x11\x22\x33\x44\x55\x66\x77\x88\x99\xAA", 10);
         bool spill = std::string(c.row).find("Spill") != std::string::npos;
         if (spill) std::memset(mem.middle(), 0, 10);
-        ASSERT_EQ(run_word(&s, mem_word(*find_row(c.row), fill_fields(4, 8, c.imm))), RC_DONE);
+        ASSERT_EQ(run_word(&s, mem_word(*row_named(c.row), fill_fields(4, 8, c.imm))), RC_DONE);
         if (c.row == std::string("VecU64FillSI")) {
             EXPECT_EQ(read_le(s.z[4], 8), 0x8877665544332211ull);
         }
@@ -173,9 +173,9 @@ TEST_F(Misc, PredicateRoundTripKeepsOnlyBitZero) {
     s.x[1] = uint64_t(mem.middle());
     enable_trace = true;
     clear_captured_records();
-    ASSERT_EQ(run_word(&s, mem_word(*find_row("VecPSpillSI"), fill_fields(2, 1, 0))), RC_DONE);
-    ASSERT_EQ(run_word(&s, mem_word(*find_row("VecPFillSI"), fill_fields(6, 1, 0))), RC_DONE);
-    ASSERT_EQ(run_word(&s, mem_word(*find_row("VecU64FillSI"), fill_fields(6, 1, 0))), RC_DONE);
+    ASSERT_EQ(run_word(&s, mem_word(*row_named("VecPSpillSI"), fill_fields(2, 1, 0))), RC_DONE);
+    ASSERT_EQ(run_word(&s, mem_word(*row_named("VecPFillSI"), fill_fields(6, 1, 0))), RC_DONE);
+    ASSERT_EQ(run_word(&s, mem_word(*row_named("VecU64FillSI"), fill_fields(6, 1, 0))), RC_DONE);
     enable_trace = false;
     for (int i = 0; i < 80; i++) ASSERT_EQ(s.p[6][i], i % 3 == 0 ? 1 : 0) << i;
     EXPECT_TRUE(captured_records().empty()) << "fill and spill are not traced";

@@ -3,22 +3,11 @@
 // registers and the same memory. (The tier test of the core skips memory rows.)
 #include <gtest/gtest.h>
 
-#include "tests/memory/capture.h"
-#include "tests/memory/mem_rows.h"
+#include "tests/support/capture.h"
+#include "tests/support/mem_rows.h"
+#include "tests/support/rows.h"
 
 namespace {
-
-bool is_memory_row(const std::string& n) {
-    for (const char* k : {"Load", "Store", "Fill", "Spill"})
-        if (n.find(k) != std::string::npos) return true;
-    return false;
-}
-
-bool is_vector_addressed(const std::string& n) {
-    for (const char* k : {"VIZ", "VSZ", "SVZ"})
-        if (n.find(k) != std::string::npos) return true;
-    return false;
-}
 
 // Large enough for every immediate of these rows around its middle: ldr/str reach 256 vectors.
 struct big_memory {
@@ -34,7 +23,7 @@ TEST(MemoryTiers, SpecialisedAndGenericAgreeOnABuffer) {
     int rows = 0;
     for (const sve_row_info& row : sve_rows) {
         // Gathers and scatters form addresses from vector lanes: their own tier test sets those up.
-        if (!row.generic || !is_memory_row(row.name) || is_vector_addressed(row.name)) continue;
+        if (!row.generic || !transfers_memory(row) || vector_addressed(row)) continue;
         rows++;
         for (int k = 0; k < 100; k++) {
             cpu_state s;

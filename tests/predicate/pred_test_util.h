@@ -9,7 +9,7 @@
 #include <functional>
 #include <vector>
 
-#include "sve/core/sve_emulator.h"
+#include "tests/support/tiers.h"
 #include "tests/support/state_util.h"
 
 inline cpu_state clean_state() {
@@ -19,17 +19,7 @@ inline cpu_state clean_state() {
 }
 
 // Runs the word; a specialised row's generic counterpart must give the same state.
-inline void exec(cpu_state& s, uint32_t w) {
-    sve_handler_t h = get_sve_handler(w);
-    ASSERT_NE(h, nullptr) << std::hex << w;
-    cpu_state g = s;
-    ASSERT_EQ(h(&s, w), RC_DONE);
-    for (const sve_row_info& r : sve_rows)
-        if (r.handler == h && r.generic) {
-            ASSERT_EQ(r.generic(&g, w), RC_DONE);
-            EXPECT_EQ(state_diff(s, g, false), "") << "generic tier of " << r.name;
-        }
-}
+inline void exec(cpu_state& s, uint32_t w) { run_both_tiers(s, w); }
 
 // P register k: elements of size code esz true where f(e) holds, canonical form.
 inline void set_pred(cpu_state& s, int k, int esz, const std::function<bool(int)>& f) {

@@ -17,8 +17,8 @@
 #include <vector>
 
 #include "tools/sve-trace/trace_stream.h"
-#include "sve/core/sve_emulator.h"
-#include "sve/memory/trace.h"
+#include "sve/decode/sve_emulator.h"
+#include "sve/trace/trace.h"
 #include "tests/support/state_util.h"
 
 namespace {

@@ -5,6 +5,14 @@
 
 #include "sve/fp/lib/fp_internal.h"
 
+// The fused multiply-add of fp_arith.cpp at each width (its exported fp16_, fp32_, fp64_muladd).
+template <class T>
+inline T fp_muladd_w(T a, T b, T c, int scale, int mode, int* flags) {
+    if constexpr (FW<T> == 16) return fp16_muladd(a, b, c, scale, mode, flags);
+    else if constexpr (FW<T> == 32) return fp32_muladd(a, b, c, scale, mode, flags);
+    else return fp64_muladd(a, b, c, scale, mode, flags);
+}
+
 template <class T>
 T FPRecipEstimate(T op, FPSCR& fpscr) {
     constexpr int W = FW<T>, M = FM<T>, BIAS = FBIAS<T>;

@@ -342,11 +342,3 @@ struct fp_operand {
         return result;
     }
 };
-
-// Fused multiply-add of each width.
-template <class T>
-inline T fp_muladd_w(T a, T b, T c, int scale, int mode, int* flags) {
-    if constexpr (FW<T> == 16) return fp16_muladd(a, b, c, scale, mode, flags);
-    else if constexpr (FW<T> == 32) return fp32_muladd(a, b, c, scale, mode, flags);
-    else return fp64_muladd(a, b, c, scale, mode, flags);
-}

@@ -10,25 +10,25 @@ namespace {
 
 template <class T, class OP>
 VecV g_bin_m(const VecV& zdn, const PredV& pg, const VecV& zm, CpuContext* c) {
-    return gen_merge<T>(zdn, pg, c, [&](uint32_t e) { return gstep<OP>(c, vget<T>(zdn, e), vget<T>(zm, e)); });
+    return gen_merge<T>(zdn, pg, c, [&](uint32_t e, auto) { return gstep<OP>(c, vget<T>(zdn, e), vget<T>(zm, e)); });
 }
 
 template <class T, class OP>
 VecV g_bin_x(const VecV& zn, const VecV& zm, CpuContext* c) {
-    return gen_each<T>(c, [&](uint32_t e) { return gstep<OP>(c, vget<T>(zn, e), vget<T>(zm, e)); });
+    return gen_map<T>(c, [&](uint32_t e) { return gstep<OP>(c, vget<T>(zn, e), vget<T>(zm, e)); });
 }
 
 // The immediate of a half precision form arrives as a single precision pattern and is converted
 // for every element, active or not, with its flags merged like any other step.
 template <class T>
 T imm_of(uint64_t imm, CpuContext* c) {
-    if constexpr (sizeof(T) == 2) return gstep<fpv::Convert<uint32_t, uint16_t, FPRounding_ZERO>>(c, uint32_t(imm));
+    if constexpr (sizeof(T) == 2) return gstep<fp_elements::Convert<uint32_t, uint16_t, FPRounding_ZERO>>(c, uint32_t(imm));
     else return T(imm);
 }
 
 template <class T, class OP>
-VecV g_imm_m(const VecV& zdn, const PredV& pg, uint64_t imm, CpuContext* c) {
-    return gen_each<T>(c, [&](uint32_t e) -> T {
+VecV g_arith_imm_m(const VecV& zdn, const PredV& pg, uint64_t imm, CpuContext* c) {
+    return gen_map<T>(c, [&](uint32_t e) -> T {
         T k = imm_of<T>(imm, c);
         return pred_active(pg, e, sizeof(T) * 8) ? gstep<OP>(c, vget<T>(zdn, e), k) : vget<T>(zdn, e);
     });
@@ -38,24 +38,24 @@ VecV g_imm_m(const VecV& zdn, const PredV& pg, uint64_t imm, CpuContext* c) {
 // extension for floating-point and unsigned results, sign extension for signed ones.
 template <class C, class S, class D, class OP>
 VecV g_un_m(const VecV& zd, const PredV& pg, const VecV& zn, CpuContext* c) {
-    return gen_merge<C>(zd, pg, c, [&](uint32_t e) { return C(gstep<OP>(c, S(vget<C>(zn, e)))); });
+    return gen_merge<C>(zd, pg, c, [&](uint32_t e, auto) { return C(gstep<OP>(c, S(vget<C>(zn, e)))); });
 }
 
 template <class T, class OP>
 VecV g_un_x(const VecV& zn, CpuContext* c) {
-    return gen_each<T>(c, [&](uint32_t e) { return gstep<OP>(c, vget<T>(zn, e)); });
+    return gen_map<T>(c, [&](uint32_t e) { return gstep<OP>(c, vget<T>(zn, e)); });
 }
 
 // Fused: OP(addend, multiplicand, multiplier).
 template <class T, class OP>
 VecV g_fma_m(const VecV& zda, const PredV& pg, const VecV& zn, const VecV& zm, CpuContext* c) {
     return gen_merge<T>(zda, pg, c,
-                        [&](uint32_t e) { return gstep<OP>(c, vget<T>(zda, e), vget<T>(zn, e), vget<T>(zm, e)); });
+                        [&](uint32_t e, auto) { return gstep<OP>(c, vget<T>(zda, e), vget<T>(zn, e), vget<T>(zm, e)); });
 }
 template <class T, class OP>
 VecV g_fmad_m(const VecV& zdn, const PredV& pg, const VecV& zm, const VecV& za, CpuContext* c) {
     return gen_merge<T>(zdn, pg, c,
-                        [&](uint32_t e) { return gstep<OP>(c, vget<T>(za, e), vget<T>(zdn, e), vget<T>(zm, e)); });
+                        [&](uint32_t e, auto) { return gstep<OP>(c, vget<T>(za, e), vget<T>(zdn, e), vget<T>(zm, e)); });
 }
 
 template <class T, class OP>
@@ -98,7 +98,7 @@ template <class OP, int KIND>
 aarch64_decode_rc s_imm_m(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_sve_fp_arith_imm imm) {
     fp_size_dispatch(zdn.tied_qual[0], [&](auto t) {
         typedef decltype(t) T;
-        T k = sizeof(T) == 4 ? T(fpf::fp_arith_imm32(KIND, imm.i1)) : T(fpf::fp_arith_imm64(KIND, imm.i1));
+        T k = sizeof(T) == 4 ? T(fp_forms::fp_arith_imm32(KIND, imm.i1)) : T(fp_forms::fp_arith_imm64(KIND, imm.i1));
         alignas(16) T ks[16 / sizeof(T)];
         for (T& x : ks) x = k;
         if (spec_vec<T, OP, true>(s, s->z[zdn.num], s->p[pg.num], s->z[zdn.num], vreg(s, zdn.num),
@@ -171,25 +171,8 @@ aarch64_decode_rc s_cmp0(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch
 }  // namespace
 
 // ---- generic functions ----
-#define FPV_BIN_M(N, T, ...) \
-    VecV N(VecV zdn, PredV pg, VecV zm, CpuContext* c) { return g_bin_m<T, __VA_ARGS__>(zdn, pg, zm, c); }
-#define FPV_BIN_X(N, T, ...) \
-    VecV N(VecV zn, VecV zm, CpuContext* c) { return g_bin_x<T, __VA_ARGS__>(zn, zm, c); }
-#define FPV_IMM_M(N, T, ...) \
-    VecV N(VecV zdn, PredV pg, uint64_t imm, CpuContext* c) { return g_imm_m<T, __VA_ARGS__>(zdn, pg, imm, c); }
-#define FPV_UN_M(N, C, S, D, ...) \
-    VecV N(VecV zd, PredV pg, VecV zn, CpuContext* c) { return g_un_m<C, S, D, __VA_ARGS__>(zd, pg, zn, c); }
-#define FPV_UN_X(N, T, ...) \
-    VecV N(VecV zn, CpuContext* c) { return g_un_x<T, __VA_ARGS__>(zn, c); }
-#define FPV_FMA_M(N, T, ...) \
-    VecV N(VecV zda, PredV pg, VecV zn, VecV zm, CpuContext* c) { return g_fma_m<T, __VA_ARGS__>(zda, pg, zn, zm, c); }
-#define FPV_FMAD_M(N, T, ...) \
-    VecV N(VecV zdn, PredV pg, VecV zm, VecV za, CpuContext* c) { return g_fmad_m<T, __VA_ARGS__>(zdn, pg, zm, za, c); }
-#define FPV_CMP(N, T, ...) \
-    PredV N(PredV pg, VecV zn, VecV zm, CpuContext* c) { return g_cmp<T, __VA_ARGS__>(pg, zn, zm, c); }
-#define FPV_CMP0(N, T, SWAP, ...) \
-    PredV N(PredV pg, VecV zn, CpuContext* c) { return g_cmp0<T, __VA_ARGS__, SWAP>(pg, zn, c); }
-#include "sve/fp/vector/fp_functions.inc"
+// The functions that the row table makes from the templates above.
+#include "sve/fp/vector/generated/arith.inc"
 
 // ---- specialised operations ----
 #define FPV_S_ZPZ(name, ...) \
@@ -223,7 +206,7 @@ aarch64_decode_rc s_cmp0(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch
 aarch64_decode_rc sve_frecpe_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) {
     fp_size_dispatch(zd.qual, [&](auto t) {
         typedef decltype(t) T;
-        spec_each<T>(s, zd.num, [&](uint32_t e) { return spec_eval<fpv::RecpE>(s, zel<T>(s, zn.num, e)); });
+        spec_each<T>(s, zd.num, [&](uint32_t e) { return spec_eval<fp_elements::RecpE>(s, zel<T>(s, zn.num, e)); });
     });
     return RC_DONE;
 }

@@ -26,9 +26,9 @@ T fcmla_elem(T da, T n, T m, bool neg, Eval&& fma, Neg&& fneg) {
 
 template <class T>
 VecV g_fcadd(const VecV& zdn, const PredV& pg, const VecV& zm, uint64_t rot, CpuContext* c) {
-    return gen_merge<T>(zdn, pg, c, [&](uint32_t e) {
+    return gen_merge<T>(zdn, pg, c, [&](uint32_t e, auto) {
         T m = vget<T>(zm, fcadd_src(e));
-        return gstep<fpv::Add>(c, vget<T>(zdn, e), fcadd_neg(e, rot) ? FPNeg<T>(m) : m);
+        return gstep<fp_elements::Add>(c, vget<T>(zdn, e), fcadd_neg(e, rot) ? FPNeg<T>(m) : m);
     });
 }
 
@@ -37,12 +37,12 @@ template <class T, class MBase>
 T g_fcmla_elem(const VecV& zda, const VecV& zn, const VecV& zm, uint32_t e, uint64_t rot, MBase&& mbase, CpuContext* c) {
     return fcmla_elem<T>(
         vget<T>(zda, e), vget<T>(zn, fcmla_n(e, rot)), vget<T>(zm, mbase(e) + fcmla_m_part(e, rot)), fcmla_neg(e, rot),
-        [&](T a, T n, T m) { return gstep<fpv::FmlaOp>(c, a, n, m); }, [](T m) { return FPNeg<T>(m); });
+        [&](T a, T n, T m) { return gstep<fp_elements::FmlaOp>(c, a, n, m); }, [](T m) { return FPNeg<T>(m); });
 }
 
 template <class T>
 VecV g_fcmla(const VecV& zda, const PredV& pg, const VecV& zn, const VecV& zm, uint64_t rot, CpuContext* c) {
-    return gen_merge<T>(zda, pg, c, [&](uint32_t e) {
+    return gen_merge<T>(zda, pg, c, [&](uint32_t e, auto) {
         return g_fcmla_elem<T>(zda, zn, zm, e, rot, [](uint32_t x) { return x & ~1u; }, c);
     });
 }
@@ -53,7 +53,7 @@ constexpr uint32_t seg_elems() { return 16 / sizeof(T); }
 
 template <class T>
 VecV g_fcmla_ix(const VecV& zn, const VecV& zm, const VecV& zda, uint64_t rot, uint64_t index, CpuContext* c) {
-    return gen_each<T>(c, [&](uint32_t e) {
+    return gen_map<T>(c, [&](uint32_t e) {
         return g_fcmla_elem<T>(zda, zn, zm, e, rot,
                                [&](uint32_t x) { return x / seg_elems<T>() * seg_elems<T>() + 2 * uint32_t(index); }, c);
     });
@@ -65,13 +65,13 @@ uint32_t ix_of(uint32_t e, uint64_t index) { return e / seg_elems<T>() * seg_ele
 
 template <class T, class OP>
 VecV g_fma_ix(const VecV& zn, const VecV& zm, const VecV& zda, uint64_t index, CpuContext* c) {
-    return gen_each<T>(c, [&](uint32_t e) {
+    return gen_map<T>(c, [&](uint32_t e) {
         return gstep<OP>(c, vget<T>(zda, e), vget<T>(zn, e), vget<T>(zm, ix_of<T>(e, index)));
     });
 }
 template <class T>
 VecV g_mul_ix(const VecV& zn, const VecV& zm, uint64_t index, CpuContext* c) {
-    return gen_each<T>(c, [&](uint32_t e) { return gstep<fpv::Mul>(c, vget<T>(zn, e), vget<T>(zm, ix_of<T>(e, index))); });
+    return gen_map<T>(c, [&](uint32_t e) { return gstep<fp_elements::Mul>(c, vget<T>(zn, e), vget<T>(zm, ix_of<T>(e, index))); });
 }
 
 }  // namespace
@@ -85,8 +85,8 @@ aarch64_decode_rc sve_fcmla_zpzzr(cpu_state* s, aarch64_z_reg zda, aarch64_p_reg
             return fcmla_elem<T>(
                 zel<T>(s, zda.num, e), zel<T>(s, zn.num, fcmla_n(e, rot)),
                 zel<T>(s, zm.num, (e & ~1u) + fcmla_m_part(e, rot)), fcmla_neg(e, rot),
-                [&](T a, T n, T m) { return spec_eval<fpv::FmlaOp>(s, a, n, m); },
-                [&](T m) { return spec_eval<fpv::Neg>(s, m); });
+                [&](T a, T n, T m) { return spec_eval<fp_elements::FmlaOp>(s, a, n, m); },
+                [&](T m) { return spec_eval<fp_elements::Neg>(s, m); });
         });
     });
     return RC_DONE;
@@ -100,10 +100,10 @@ aarch64_decode_rc sve_fcmla_zpzzr(cpu_state* s, aarch64_z_reg zda, aarch64_p_reg
         return g_fcmla<E>(zda, pg, zn, zm, rot, c);                                                   \
     }                                                                                                 \
     VecV Vec##T##FMAVVVIX(VecV zn, VecV zm, VecV zda, uint64_t index, CpuContext* c) {                \
-        return g_fma_ix<E, fpv::FmlaOp>(zn, zm, zda, index, c);                                       \
+        return g_fma_ix<E, fp_elements::FmlaOp>(zn, zm, zda, index, c);                                       \
     }                                                                                                 \
     VecV Vec##T##FMSVVVIX(VecV zn, VecV zm, VecV zda, uint64_t index, CpuContext* c) {                \
-        return g_fma_ix<E, fpv::FmlsOp>(zn, zm, zda, index, c);                                       \
+        return g_fma_ix<E, fp_elements::FmlsOp>(zn, zm, zda, index, c);                                       \
     }                                                                                                 \
     VecV Vec##T##MulVVIX(VecV zn, VecV zm, uint64_t index, CpuContext* c) { return g_mul_ix<E>(zn, zm, index, c); }
 FPV_COMPLEX(F16, uint16_t)

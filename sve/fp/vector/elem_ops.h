@@ -3,7 +3,7 @@
 //                             tier on hosts without an AArch64 FP unit);
 //   host(operands...)         the host instruction (AArch64 only, single and double);
 //   flags                     false for operations that take no FPSCR (no fpsr update at all).
-// On x86-64, fpv::x86<OP> gives the whole-chunk form of the operations that run there.
+// On x86-64, fp_elements::x86<OP> gives the whole-chunk form of the operations that run there.
 // The element loops in loops.h call them through gen_eval / spec_eval.
 #pragma once
 
@@ -45,7 +45,7 @@ inline auto spec_eval(cpu_state* s, A... a) {
 #endif
 }
 
-namespace fpv {
+namespace fp_elements {
 
 // HOST is left empty for operations that only the generic tier runs.
 #define FPV_OP2(Name, LIB, ...)                                                    \
@@ -218,8 +218,8 @@ template <class OP> struct x86 { static constexpr bool has = false; };
 #define FPV_X86(Name, KIND, FUSED, PARAMS, ...)                         \
     template <> struct x86<Name> {                                      \
         static constexpr bool has = true, fused = FUSED;                \
-        static constexpr xfp::xkind kind = xfp::KIND;                   \
-        template <class T, class V = xfp::fv_t<T>> static auto xrun PARAMS { return __VA_ARGS__; } \
+        static constexpr x86_fp::xkind kind = x86_fp::KIND;                   \
+        template <class T, class V = x86_fp::fv_t<T>> static auto xrun PARAMS { return __VA_ARGS__; } \
     };
 FPV_X86(Add, X_VALUE, false, (V a, V b), a + b)
 FPV_X86(Sub, X_VALUE, false, (V a, V b), a - b)
@@ -227,15 +227,15 @@ FPV_X86(SubR, X_VALUE, false, (V a, V b), b - a)
 FPV_X86(Mul, X_VALUE, false, (V a, V b), a * b)
 FPV_X86(Div, X_VALUE, false, (V a, V b), a / b)
 FPV_X86(DivR, X_VALUE, false, (V a, V b), b / a)
-FPV_X86(Sqrt, X_VALUE, false, (V a), xfp::vsqrt<T>(a))
+FPV_X86(Sqrt, X_VALUE, false, (V a), x86_fp::vsqrt<T>(a))
 // Without NaNs FMAX and FMAXNM agree, and so do FMIN and FMINNM.
-FPV_X86(Max, X_VALUE, false, (V a, V b), xfp::vmaxmin<T, true>(a, b))
-FPV_X86(MaxNum, X_VALUE, false, (V a, V b), xfp::vmaxmin<T, true>(a, b))
-FPV_X86(MinNum, X_VALUE, false, (V a, V b), xfp::vmaxmin<T, false>(a, b))
-FPV_X86(FmlaOp, X_VALUE, true, (V a, V n, V m), xfp::vfma<T>(a, n, m))
-FPV_X86(FmlsOp, X_VALUE, true, (V a, V n, V m), xfp::vfma<T>(a, -n, m))
-FPV_X86(FnmlaOp, X_VALUE, true, (V a, V n, V m), xfp::vfma<T>(-a, -n, m))
-FPV_X86(FnmlsOp, X_VALUE, true, (V a, V n, V m), xfp::vfma<T>(-a, n, m))
+FPV_X86(Max, X_VALUE, false, (V a, V b), x86_fp::vmaxmin<T, true>(a, b))
+FPV_X86(MaxNum, X_VALUE, false, (V a, V b), x86_fp::vmaxmin<T, true>(a, b))
+FPV_X86(MinNum, X_VALUE, false, (V a, V b), x86_fp::vmaxmin<T, false>(a, b))
+FPV_X86(FmlaOp, X_VALUE, true, (V a, V n, V m), x86_fp::vfma<T>(a, n, m))
+FPV_X86(FmlsOp, X_VALUE, true, (V a, V n, V m), x86_fp::vfma<T>(a, -n, m))
+FPV_X86(FnmlaOp, X_VALUE, true, (V a, V n, V m), x86_fp::vfma<T>(-a, -n, m))
+FPV_X86(FnmlsOp, X_VALUE, true, (V a, V n, V m), x86_fp::vfma<T>(-a, n, m))
 // Compares keep the AArch64 NaN rules: == and != are quiet, >= and > signal on any NaN.
 FPV_X86(Cmp<CMP_EQ>, X_COMPARE, false, (V a, V b), a == b)
 FPV_X86(Cmp<CMP_NE>, X_COMPARE, false, (V a, V b), a != b)
@@ -253,4 +253,4 @@ FPV_X86(FcvtS2D, X_VALUE, false, (V a), V(_mm_cvtps_pd(_mm_shuffle_ps(__m128(a),
 #undef FPV_X86
 #endif
 
-}  // namespace fpv
+}  // namespace fp_elements

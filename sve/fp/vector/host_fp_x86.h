@@ -27,7 +27,7 @@
 #include "sve/core/simd.h"
 #include "sve/fp/lib/fplib.h"
 
-namespace xfp {
+namespace x86_fp {
 
 constexpr uint32_t MX_IE = 1, MX_DE = 2, MX_ZE = 4, MX_OE = 8, MX_UE = 16, MX_PE = 32;
 constexpr uint32_t MX_FLAGS = 0x3F;
@@ -182,6 +182,6 @@ __attribute__((always_inline)) inline bool run(cpu_state* s, uint8_t* out, const
     return true;
 }
 
-}  // namespace xfp
+}  // namespace x86_fp
 
 #endif

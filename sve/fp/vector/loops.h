@@ -9,32 +9,7 @@
 
 // ---- generic tier ----
 
-// Result with fn(e) for every element e of C-sized containers.
-template <class C, class Fn>
-inline VecV gen_each(const CpuContext* c, Fn&& fn) {
-    VecV r;
-    uint32_t n = elem_count(c, sizeof(C) * 8);
-    for (uint32_t e = 0; e < n; e++) vset<C>(r, e, fn(e));
-    return r;
-}
-
-// Merging: fn(e) for active elements, the old element for inactive ones.
-template <class C, class Fn>
-inline VecV gen_merge(const VecV& old, const PredV& pg, const CpuContext* c, Fn&& fn) {
-    return gen_each<C>(c, [&](uint32_t e) -> C {
-        return pred_active(pg, e, sizeof(C) * 8) ? C(fn(e)) : vget<C>(old, e);
-    });
-}
-
-// Predicate result: bit e*size for each active element where fn(e) holds, other bits clear.
-template <class C, class Fn>
-inline PredV gen_pred_result(const PredV& pg, const CpuContext* c, Fn&& fn) {
-    PredV r = {{0, 0, 0, 0}};
-    uint32_t n = elem_count(c, sizeof(C) * 8);
-    for (uint32_t e = 0; e < n; e++)
-        if (pred_active(pg, e, sizeof(C) * 8) && fn(e)) pred_set(r, e, sizeof(C) * 8, true);
-    return r;
-}
+// The element loops (gen_map, gen_merge, gen_pred_result) are those of sve/core/generic.h.
 
 // Library step of an element operation against the context.
 template <class OP, class... A>
@@ -99,10 +74,10 @@ __attribute__((always_inline)) inline bool spec_vec([[maybe_unused]] cpu_state* 
                      [[maybe_unused]] const uint8_t* pred, [[maybe_unused]] const uint8_t* merge,
                      [[maybe_unused]] In... in) {
 #if defined(__x86_64__)
-    typedef fpv::x86<OP> X;
+    typedef fp_elements::x86<OP> X;
     if constexpr (X::has) {
-        if (X::fused && !xfp::have_fma()) return false;
-        return xfp::run<T, X::kind, PRED, X>(s, out, pred, merge, in...);
+        if (X::fused && !x86_fp::have_fma()) return false;
+        return x86_fp::run<T, X::kind, PRED, X>(s, out, pred, merge, in...);
     }
 #endif
     return false;

@@ -1,7 +1,7 @@
 // FDUP, FCPY, FTMAD and the floating-point immediate expansion.
 #include "sve/fp/vector/ops.h"
 
-aarch64_sve_fp_dup_imm fpf::fp_expand_imm8(uint32_t imm8) {
+aarch64_sve_fp_dup_imm fp_forms::fp_expand_imm8(uint32_t imm8) {
     uint32_t sign = (imm8 >> 7) & 1, b = (imm8 >> 6) & 1, cd = (imm8 >> 4) & 3, efgh = imm8 & 15;
     // half: sign, NOT(b), b b, cd, efgh 000000
     uint16_t h = uint16_t(sign << 15 | (b ^ 1) << 14 | (b ? 3u : 0u) << 12 | cd << 10 | efgh << 6);
@@ -19,11 +19,11 @@ namespace {
 
 template <class T>
 VecV g_dup(uint64_t imm, CpuContext* c) {
-    return gen_each<T>(c, [&](uint32_t) { return T(imm); });
+    return gen_map<T>(c, [&](uint32_t) { return T(imm); });
 }
 template <class T>
 VecV g_cpy(const VecV& zd, const PredV& pg, uint64_t imm, CpuContext* c) {
-    return gen_merge<T>(zd, pg, c, [&](uint32_t) { return T(imm); });
+    return gen_merge<T>(zd, pg, c, [&](uint32_t, auto) { return T(imm); });
 }
 
 // FTMAD: coefficient (chosen by imm3 and the sign of Zm) + Zdn * |Zm|.
@@ -33,7 +33,7 @@ struct TriMAdd {
 };
 template <class T>
 VecV g_trimadd(const VecV& zdn, const VecV& zm, uint64_t imm3, CpuContext* c) {
-    return gen_each<T>(c, [&](uint32_t e) { return gstep<TriMAdd>(c, imm3, vget<T>(zdn, e), vget<T>(zm, e)); });
+    return gen_map<T>(c, [&](uint32_t e) { return gstep<TriMAdd>(c, imm3, vget<T>(zdn, e), vget<T>(zm, e)); });
 }
 
 }  // namespace

@@ -49,7 +49,7 @@ uint64_t g_fadda(const PredV& pg, uint64_t init, const VecV& zm, CpuContext* c) 
     T acc = T(init);
     uint32_t n = elem_count(c, sizeof(T) * 8);
     for (uint32_t i = 0; i < n; i++)
-        if (pred_active(pg, i, sizeof(T) * 8)) acc = gstep<fpv::Add>(c, acc, vget<T>(zm, i));
+        if (pred_active(pg, i, sizeof(T) * 8)) acc = gstep<fp_elements::Add>(c, acc, vget<T>(zm, i));
     return acc;
 }
 
@@ -70,21 +70,21 @@ aarch64_decode_rc s_reduce_nm(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch
 }  // namespace
 
 aarch64_decode_rc sve_fmaxnmv_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn) {
-    return s_reduce_nm<fpv::MaxNum>(s, vd, pg, zn);
+    return s_reduce_nm<fp_elements::MaxNum>(s, vd, pg, zn);
 }
 aarch64_decode_rc sve_fminnmv_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn) {
-    return s_reduce_nm<fpv::MinNum>(s, vd, pg, zn);
+    return s_reduce_nm<fp_elements::MinNum>(s, vd, pg, zn);
 }
 
 #define FPV_REDUCE(T, E)                                                                                           \
-    uint64_t Vec##T##AddReduceFV(PredV pg, VecV zn, CpuContext* c) { return g_reduce<E, fpv::Add, ID_ZERO>(pg, zn, c); } \
-    uint64_t Vec##T##MaxReduceFV(PredV pg, VecV zn, CpuContext* c) { return g_reduce<E, fpv::Max, ID_NEG_INF>(pg, zn, c); } \
-    uint64_t Vec##T##MinReduceFV(PredV pg, VecV zn, CpuContext* c) { return g_reduce<E, fpv::Min, ID_POS_INF>(pg, zn, c); } \
+    uint64_t Vec##T##AddReduceFV(PredV pg, VecV zn, CpuContext* c) { return g_reduce<E, fp_elements::Add, ID_ZERO>(pg, zn, c); } \
+    uint64_t Vec##T##MaxReduceFV(PredV pg, VecV zn, CpuContext* c) { return g_reduce<E, fp_elements::Max, ID_NEG_INF>(pg, zn, c); } \
+    uint64_t Vec##T##MinReduceFV(PredV pg, VecV zn, CpuContext* c) { return g_reduce<E, fp_elements::Min, ID_POS_INF>(pg, zn, c); } \
     uint64_t Vec##T##MaxNumReduceFV(PredV pg, VecV zn, CpuContext* c) {                                             \
-        return g_reduce<E, fpv::MaxNum, ID_DEFAULT_NAN>(pg, zn, c);                                                 \
+        return g_reduce<E, fp_elements::MaxNum, ID_DEFAULT_NAN>(pg, zn, c);                                                 \
     }                                                                                                              \
     uint64_t Vec##T##MinNumReduceFV(PredV pg, VecV zn, CpuContext* c) {                                             \
-        return g_reduce<E, fpv::MinNum, ID_DEFAULT_NAN>(pg, zn, c);                                                 \
+        return g_reduce<E, fp_elements::MinNum, ID_DEFAULT_NAN>(pg, zn, c);                                                 \
     }                                                                                                              \
     uint64_t Vec##T##AddReduceAV(PredV pg, uint64_t init, VecV zm, CpuContext* c) { return g_fadda<E>(pg, init, zm, c); }
 FPV_REDUCE(F16, uint16_t)
