@@ -159,6 +159,18 @@ place_result place_file(const char* tmp, const char* path, int& owner) {
 // Creates this process's trace file under `path` (or `path`.<pid>, `path`.<pid>.2, ... when a
 // living process writes `path`), maps its first chunk and writes the header. Under `lock`.
 bool open_output(const char* path) {
+    // The file is made beside its name and then linked into place, which only suits a regular
+    // file. A name that stands for something else (/dev/null, a terminal, a pipe) is never
+    // replaced and gets no file beside it: the null device silently takes nothing, anything
+    // else gets one warning.
+    struct stat st;
+    if (stat(path, &st) == 0 && !S_ISREG(st.st_mode)) {
+        struct stat null_dev;
+        bool is_null = S_ISCHR(st.st_mode) && stat("/dev/null", &null_dev) == 0 && S_ISCHR(null_dev.st_mode) &&
+                       st.st_rdev == null_dev.st_rdev;
+        if (!is_null) warn("cannot trace into", path, S_ISDIR(st.st_mode) ? EISDIR : EINVAL);
+        return false;
+    }
     char tmp[PATH_BYTES + 32];
     int pid = int(getpid());
     std::snprintf(tmp, sizeof tmp, "%s.%d.tmp", path, pid);

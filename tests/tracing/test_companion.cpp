@@ -1,6 +1,7 @@
 // The companion library: trace file names, files written by many threads and processes at once,
 // files that survive however the process ends, read back through the trace reader.
 #include <gtest/gtest.h>
+#include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -302,6 +303,42 @@ TEST(Companion, UncreatableFileWarnsOnceAndTracesNothing) {
         EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << err;
         EXPECT_FALSE(exists(path)) << path;
     }
+}
+
+// A name that is not a regular file (a pipe, a folder) is never replaced by a trace file, and no
+// file appears beside it: the program runs on untraced after one warning.
+TEST(Companion, NameOfSomethingElseIsLeftAlone) {
+    char dir[] = "/tmp/sve_companion_special_XXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    std::string fifo = std::string(dir) + "/pipe";
+    std::string folder = std::string(dir) + "/folder";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    ASSERT_EQ(mkdir(folder.c_str(), 0700), 0);
+    struct { const std::string& path; mode_t type; } cases[] = {{fifo, S_IFIFO}, {folder, S_IFDIR}};
+    for (const auto& c : cases) {
+        setenv("SVE_TRACE_FILE", c.path.c_str(), 1);
+        testing::internal::CaptureStderr();
+        EXPECT_TRUE(sve_init(0, "app"));
+        for (int i = 0; i < 10; i++) trace_mem(make_record(1, uint64_t(i)));
+        sve_exit();
+        std::string err = testing::internal::GetCapturedStderr();
+        unsetenv("SVE_TRACE_FILE");
+        struct stat st;
+        ASSERT_EQ(stat(c.path.c_str(), &st), 0) << c.path;
+        EXPECT_EQ(st.st_mode & S_IFMT, c.type) << c.path << " was replaced";
+        EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << err;
+        EXPECT_NE(err.find(c.path), std::string::npos) << err;
+    }
+    // Nothing else in the folder: no temporary or suffixed file beside the names.
+    int entries = 0;
+    if (DIR* d = opendir(dir)) {
+        while (dirent* e = readdir(d)) entries += e->d_name[0] != '.';
+        closedir(d);
+    }
+    EXPECT_EQ(entries, 2);
+    unlink(fifo.c_str());
+    rmdir(folder.c_str());
+    rmdir(dir);
 }
 
 // Without a name there is no file until the first record, which creates sve_trace.<pid>.bin in
