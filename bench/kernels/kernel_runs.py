@@ -1,6 +1,8 @@
 """Running the kernel programs (kernels.c) and reading their lines: shared by the checksum test
 and scripts/bench."""
+import os
 import subprocess
+import tempfile
 
 QEMU = ["qemu-aarch64", "-L", "/usr/aarch64-linux-gnu"]
 # The reference: SVE at 80 bytes, as the emulator.
@@ -50,3 +52,62 @@ def agree(emulated, reference, neon):
         bad.append("%s: value %r in the Advanced SIMD build, %r in the SVE build under the reference" %
                    (neon.name, neon.value, reference.value))
     return bad
+
+
+def traced_lines(cmd, pattern, env=None, cwd=None):
+    """Runs cmd (qemu-aarch64 or sve-run, which runs qemu-aarch64) with qemu translating one
+    instruction per block, chaining none and logging the start of every block it executes, so
+    that the log has exactly one "Trace" line for each AArch64 instruction executed, in order;
+    the line ends with the name of the main program's function holding the instruction (nothing
+    for the emulator's libraries, the trampolines and the C library). The log goes through a
+    pipe to grep, which keeps only the lines whose function name matches pattern (an extended
+    regular expression), with their line numbers: the difference of two line numbers is the
+    number of instructions executed in between, exactly, whatever ran there, and the log is
+    never stored. Returns a list of (line number, function name)."""
+    read, write = os.pipe()
+    env = dict(env or os.environ, QEMU_SINGLESTEP="1", QEMU_LOG="exec,nochain",
+               QEMU_LOG_FILENAME="/proc/self/fd/%d" % write)
+    with tempfile.TemporaryFile("w+") as kept:  # a file, not a pipe: grep never waits for a reader
+        grep = subprocess.Popen(["grep", "-n", "-E", r"\] (%s)$" % pattern], stdin=read, stdout=kept)
+        os.close(read)
+        try:
+            subprocess.run(cmd, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, env=env, cwd=cwd,
+                           pass_fds=(write,), check=True)
+        finally:
+            os.close(write)
+            grep.wait()
+        kept.seek(0)
+        out = kept.read()
+    lines = []
+    for line in out.splitlines():
+        number, text = line.split(":", 1)
+        lines.append((int(number), text.rsplit("] ", 1)[1]))
+    return lines
+
+
+def region_lengths(lines):
+    """Instructions executed strictly between each count_begin and the following count_end
+    (kernels.c), in order: the last line of count_begin's code is its return, the first of
+    count_end's its entry."""
+    out, begin = [], None
+    for number, name in lines:
+        if name == "count_begin":
+            begin = number
+        elif name == "count_end" and begin is not None:
+            out.append(number - begin - 1)
+            begin = None
+    return out
+
+
+def last_call_lengths(lines, prefix):
+    """For each function whose name starts with prefix: the instructions executed in its last
+    call, from its first instruction to the first instruction of the main program outside it
+    (everything it called in between included). lines as from traced_lines(); the function
+    must call nothing of the main program."""
+    out = {}
+    for i, (number, name) in enumerate(lines):
+        if name.startswith(prefix) and (i == 0 or lines[i - 1][1] != name):
+            start = number
+        if name.startswith(prefix) and i + 1 < len(lines) and lines[i + 1][1] != name:
+            out[name] = lines[i + 1][0] - start
+    return out
