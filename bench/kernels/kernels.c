@@ -222,8 +222,9 @@ SCALAR static uint32_t next(void) {
     return (uint32_t)(seed >> 33);
 }
 
-/* Inputs of mixed signs and magnitudes; floating-point values are multiples of 1/256 in
- * [-4, 4), so elementwise results do not depend on the build's choices beyond rounding. */
+/* Inputs of mixed signs and magnitudes. Floating-point values are multiples of 1/256 in
+ * [-4, 4): products and short sums of them are exact, so whether a build fuses a multiply with
+ * an add does not change elementwise results; long sums may still round differently. */
 SCALAR static void fill(int n) {
     size_t wide = 3 * (size_t)n + 16;
     fa = buffer(wide * 4), fb = buffer(wide * 4), da = buffer(wide * 8), db = buffer(wide * 8);
