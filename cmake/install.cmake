@@ -8,9 +8,9 @@ if(TARGET memtrace_sve_utils)
 endif()
 # The client library and the host layer it needs (AArch64 only). The client finds the trace
 # library beside itself wherever the installation is.
-if(TARGET memtrace_sve_640)
-  set_target_properties(memtrace_sve_640 PROPERTIES INSTALL_RPATH "$ORIGIN")
-  install(TARGETS memtrace_sve_640 LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+if(TARGET ${SVE_CLIENT_LIB})
+  set_target_properties(${SVE_CLIENT_LIB} PROPERTIES INSTALL_RPATH "$ORIGIN")
+  install(TARGETS ${SVE_CLIENT_LIB} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endif()
 if(TARGET sve_host)
   install(TARGETS sve_host LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})

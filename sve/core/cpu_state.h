@@ -5,8 +5,13 @@
 #include <cstddef>
 #include <cstdint>
 
-// Vector length of this build: 640 bits.
-constexpr int SVE_VL_BITS = 640;
+// Vector length of this build, from the build's SVE_VL_BITS setting (640 bits by default).
+#ifndef SVE_BUILD_VL_BITS
+#define SVE_BUILD_VL_BITS 640
+#endif
+constexpr int SVE_VL_BITS = SVE_BUILD_VL_BITS;
+static_assert(SVE_VL_BITS % 128 == 0 && SVE_VL_BITS >= 128 && SVE_VL_BITS <= 2048,
+              "the vector length is a multiple of 128 bits from 128 to 2048");
 constexpr int SVE_VL_BYTES = SVE_VL_BITS / 8;
 // A P register packed into memory (ldr/str of P) takes one bit per vector byte.
 constexpr int SVE_PL_BYTES = SVE_VL_BYTES / 8;
@@ -33,9 +38,9 @@ static_assert(offsetof(cpu_state, fpsr) == 272);
 static_assert(offsetof(cpu_state, fpcr) == 276);
 static_assert(offsetof(cpu_state, z) == 288);
 static_assert(offsetof(cpu_state, z) % 16 == 0 && SVE_VL_BYTES % 16 == 0);
-static_assert(offsetof(cpu_state, p) == 288 + 32 * 80);
-static_assert(offsetof(cpu_state, ffr) == 288 + 32 * 80 + 16 * 80);
-static_assert(offsetof(cpu_state, insn) == 4208 && sizeof(cpu_state::insn) == 8);
+static_assert(offsetof(cpu_state, p) == 288 + 32 * SVE_VL_BYTES);
+static_assert(offsetof(cpu_state, ffr) == 288 + 48 * SVE_VL_BYTES);
+static_assert(offsetof(cpu_state, insn) == 288 + 49 * SVE_VL_BYTES && sizeof(cpu_state::insn) == 8);
 
 enum element_size : uint32_t {
     ES_BYTE = 0,

@@ -1,11 +1,13 @@
 // Portable 128-bit vector types (GCC vector extensions): Advanced SIMD on AArch64, SSE on x86-64.
-// Specialised operations walk an 80-byte register as five of these.
+// Specialised operations walk a register as SVE_CHUNKS of these.
 #pragma once
 
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
 #include <utility>
+
+#include "sve/core/cpu_state.h"
 
 typedef uint8_t v16u8 __attribute__((vector_size(16)));
 typedef uint16_t v8u16 __attribute__((vector_size(16)));
@@ -16,7 +18,7 @@ typedef int16_t v8s16 __attribute__((vector_size(16)));
 typedef int32_t v4s32 __attribute__((vector_size(16)));
 typedef int64_t v2s64 __attribute__((vector_size(16)));
 
-constexpr int SVE_CHUNKS = 5;  // 80 bytes in 16-byte steps
+constexpr int SVE_CHUNKS = SVE_VL_BYTES / 16;  // the register in 16-byte steps
 
 template <class V>
 [[gnu::always_inline]] inline V vload(const uint8_t* p) {
@@ -29,17 +31,17 @@ template <class V>
     std::memcpy(p, &v, sizeof(V));
 }
 
-// Calls f(c) for the chunk numbers c = 0 .. 4, unrolled at compile time on every compiler.
+// Calls f(c) for the chunk numbers c = 0 .. SVE_CHUNKS - 1, unrolled at compile time on every compiler.
 template <class F>
 [[gnu::always_inline]] inline void for_chunks(F&& f) {
     [&]<int... C>(std::integer_sequence<int, C...>) { (f(C), ...); }(std::make_integer_sequence<int, SVE_CHUNKS>{});
 }
 
-// Writes the 80 bytes at dst as the five chunks f(0) .. f(4). The chunks are the temporary: all
-// five are computed, in host vector registers, before the first store, so dst may be any of the
+// Writes the register at dst as the chunks f(0) .. f(SVE_CHUNKS - 1). The chunks are the
+// temporary: all are computed, in host vector registers, before the first store, so dst may be any of the
 // registers that f reads.
 template <class V, class F>
-[[gnu::always_inline]] inline void vgen80(uint8_t* dst, F&& f) {
+[[gnu::always_inline]] inline void vgen_reg(uint8_t* dst, F&& f) {
     V r[SVE_CHUNKS];
     for_chunks([&](int c) { r[c] = f(c); });
     for_chunks([&](int c) { vstore(dst + 16 * c, r[c]); });

@@ -11,7 +11,7 @@ template <class T>
 void add_imm(uint8_t* dst, const uint8_t* src, T imm) {
     typedef typename vec_of<T>::type V;
     V k = V{} + imm;
-    vgen80<V>(dst, [&](int c) { return vload<V>(src + 16 * c) + k; });
+    vgen_reg<V>(dst, [&](int c) { return vload<V>(src + 16 * c) + k; });
 }
 
 }  // namespace

@@ -15,11 +15,11 @@ namespace {
 // dst = f(a chunk, b chunk) over the register; the chunks are the temporary.
 template <class V, class F>
 inline void chunks2(uint8_t* dst, const uint8_t* a, const uint8_t* b, F&& f) {
-    vgen80<V>(dst, [&](int c) { return f(vload<V>(a + 16 * c), vload<V>(b + 16 * c)); });
+    vgen_reg<V>(dst, [&](int c) { return f(vload<V>(a + 16 * c), vload<V>(b + 16 * c)); });
 }
 template <class V, class F>
 inline void chunks1(uint8_t* dst, const uint8_t* a, F&& f) {
-    vgen80<V>(dst, [&](int c) { return f(vload<V>(a + 16 * c)); });
+    vgen_reg<V>(dst, [&](int c) { return f(vload<V>(a + 16 * c)); });
 }
 
 
@@ -63,7 +63,7 @@ aarch64_decode_rc zi_bits(cpu_state* s, zr zdn, uint64_t mask) {
 template <class T, bool ZEROING = false, class F>
 inline void merge_chunks(uint8_t* dst, const uint8_t* pred, F&& f) {
     typedef typename vec_of<T>::type V;
-    vgen80<V>(dst, [&](int c) {
+    vgen_reg<V>(dst, [&](int c) {
         V old = vload<V>(dst + 16 * c);
         V m = active_lanes<V>(pred + 16 * c);
         return (f(c, old) & m) | (ZEROING ? V{} : old & ~m);
@@ -278,13 +278,13 @@ namespace {
 template <class T>
 void fill(uint8_t* z, T v) {
     typedef typename vec_of<T>::type V;
-    vgen80<V>(z, [v](int) { return V{} + v; });
+    vgen_reg<V>(z, [v](int) { return V{} + v; });
 }
 // Active elements get v; inactive ones keep their value, or get 0 when ZEROING.
 template <class T>
 void fill_active(uint8_t* z, const uint8_t* p, T v, bool zeroing) {
     typedef typename vec_of<T>::type V;
-    vgen80<V>(z, [&](int c) {
+    vgen_reg<V>(z, [&](int c) {
         V m = active_lanes<V>(p + 16 * c), old = zeroing ? V{} : vload<V>(z + 16 * c);
         return ((V{} + v) & m) | (old & ~m);
     });
@@ -298,7 +298,7 @@ void index_fill(uint8_t* z, uint32_t esz, uint64_t start, uint64_t step) {
         V lane;
         for (int i = 0; i < lanes; i++) lane[i] = T(i);
         const V k = V{} + T(step), s0 = V{} + T(start);
-        vgen80<V>(z, [&](int c) { return s0 + (lane + T(c * lanes)) * k; });
+        vgen_reg<V>(z, [&](int c) { return s0 + (lane + T(c * lanes)) * k; });
     });
 }
 }  // namespace
@@ -365,7 +365,7 @@ void compare_chunks(cpu_state* s, pr pd, pr pg, zr zn, B&& b_chunk) {
     alignas(16) uint8_t tmp[SVE_VL_BYTES];
     const uint8_t* a = s->z[zn.num];
     const uint8_t* p = s->p[pg.num];
-    vgen80<V>(tmp, [&](int c) {
+    vgen_reg<V>(tmp, [&](int c) {
         V active = vload<V>(p + 16 * c) & T(1);  // bit 0 of each element's first predicate byte
         return V(OP::f(vload<V>(a + 16 * c), b_chunk(c))) & active;
     });

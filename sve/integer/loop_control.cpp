@@ -100,7 +100,7 @@ aarch64_decode_rc incdec_zii(cpu_state* s, aarch64_z_reg zdn, unsigned pattern, 
     typedef typename vec_of<T>::type V;
     V k = V{} + T(uint64_t(VecTrueILength(pattern, SVE_VL_BYTES >> ESZ)) * mult);
     uint8_t* z = s->z[zdn.num];
-    vgen80<V>(z, [&](int i) { return SUB ? vload<V>(z + 16 * i) - k : vload<V>(z + 16 * i) + k; });
+    vgen_reg<V>(z, [&](int i) { return SUB ? vload<V>(z + 16 * i) - k : vload<V>(z + 16 * i) + k; });
     return RC_DONE;
 }
 

@@ -184,7 +184,7 @@ namespace permute_core {
         {1, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0},
     };
     const int8_t limit = int8_t(count << s);
-    vgen80<v16s8>(p, [&](int c) { return (v16s8)(iota + int8_t(16 * c) < limit) & lead[s & 3]; });
+    vgen_reg<v16s8>(p, [&](int c) { return (v16s8)(iota + int8_t(16 * c) < limit) & lead[s & 3]; });
 }
 
 // The same as a packed predicate of the context's length, elements of `bits` bits.

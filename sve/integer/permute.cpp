@@ -122,7 +122,7 @@ VecV compact_vec(const PredV& pg, const VecV& zn, const CpuContext* c) {
 template <class T>
 void sel(uint8_t* dst, const uint8_t* pg, const uint8_t* zn, const uint8_t* zm) {
     typedef typename vec_of<T>::type V;
-    vgen80<V>(dst, [&](int c) {
+    vgen_reg<V>(dst, [&](int c) {
         V m = active_lanes<V>(pg + 16 * c);
         V n = vload<V>(zn + 16 * c), k = vload<V>(zm + 16 * c);
         return ((n ^ k) & m) ^ k;

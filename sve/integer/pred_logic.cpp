@@ -33,7 +33,7 @@ template <class Op>
 aarch64_decode_rc logic_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm) {
     const bool zeroing = pg.qual == PQ_Z;
     const v16u8 zero = {};
-    vgen80<v16u8>(s->p[pd.num], [&](int c) {
+    vgen_reg<v16u8>(s->p[pd.num], [&](int c) {
         v16u8 act = (v16u8)((vload<v16u8>(s->p[pg.num] + 16 * c) & 1) != 0);
         v16u8 r = Op::f(vload<v16u8>(s->p[pn.num] + 16 * c), vload<v16u8>(s->p[pm.num] + 16 * c)) & 1;
         v16u8 old = zeroing ? zero : vload<v16u8>(s->p[pd.num] + 16 * c);
@@ -207,7 +207,7 @@ aarch64_decode_rc sve_nor_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg,
 }
 
 aarch64_decode_rc sve_sel_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm) {
-    vgen80<v16u8>(s->p[pd.num], [&](int c) {
+    vgen_reg<v16u8>(s->p[pd.num], [&](int c) {
         v16u8 act = (v16u8)((vload<v16u8>(s->p[pg.num] + 16 * c) & 1) != 0);
         return (vload<v16u8>(s->p[pn.num] + 16 * c) & act) | (vload<v16u8>(s->p[pm.num] + 16 * c) & ~act);
     });
@@ -215,7 +215,7 @@ aarch64_decode_rc sve_sel_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg,
 }
 
 aarch64_decode_rc sve_rdffr_pp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg) {
-    vgen80<v16u8>(s->p[pd.num], [&](int c) { return vload<v16u8>(s->ffr + 16 * c) & vload<v16u8>(s->p[pg.num] + 16 * c) & 1; });
+    vgen_reg<v16u8>(s->p[pd.num], [&](int c) { return vload<v16u8>(s->ffr + 16 * c) & vload<v16u8>(s->p[pg.num] + 16 * c) & 1; });
     return RC_DONE;
 }
 
