@@ -1,4 +1,4 @@
-// What the program sees of the processor: SVE is there, at the build's vector length. The
+// What the program sees of the processor: SVE is there, at the client's vector length. The
 // hardware capability bits (getauxval and /proc/self/auxv) carry HWCAP_SVE, and the vector length
 // controls of prctl answer as the kernel does on a processor whose only vector length is ours.
 #include <dlfcn.h>
@@ -16,7 +16,6 @@
 #include <cstring>
 
 #include "host/runtime.h"
-#include "sve/core/cpu_state.h"
 
 namespace {
 
@@ -40,7 +39,7 @@ unsigned long shown(unsigned long type, unsigned long value) {
     return host_client_loaded && type == AT_HWCAP ? value | HWCAP_SVE_BIT : value;
 }
 
-long vl_status() { return SVE_VL_BYTES | (vl_inherit ? PR_SVE_VL_INHERIT : 0); }
+long vl_status() { return host_vl_bytes | (vl_inherit ? PR_SVE_VL_INHERIT : 0); }
 
 // PR_SVE_SET_VL: a length in [16, 8192], a multiple of 16, becomes the largest supported length
 // not above it, or the smallest supported one; here both are ours.
@@ -93,6 +92,8 @@ int open_shown(int dir, const char* path, int flags, va_list ap) {
 }
 
 }  // namespace
+
+int host_vl_bytes;
 
 unsigned long host_real_hwcap() { return real_getauxval(AT_HWCAP); }
 

@@ -140,6 +140,12 @@ __attribute__((constructor)) void host_start() {
         dr_fprintf(our_stderr, "SVE host: %s has no dr_client_main\n", client);
         _exit(127);
     }
+    auto vl_bytes = static_cast<const int*>(dlsym(lib, "sve_vl_bytes"));
+    if (!vl_bytes || *vl_bytes < 16 || *vl_bytes > 256 || *vl_bytes % 16) {
+        dr_fprintf(our_stderr, "SVE host: %s gives no vector length (sve_vl_bytes)\n", client);
+        _exit(127);
+    }
+    host_vl_bytes = *vl_bytes;
     Dl_info where;
     uintptr_t text[3] = {};
     if (dladdr(reinterpret_cast<void*>(client_main), &where)) {

@@ -17,6 +17,9 @@ extern thread_local __attribute__((tls_model("initial-exec"))) host_thread this_
 extern bool host_log_enabled;
 extern bool host_client_loaded;
 extern std::atomic<uint64_t> host_trap_count;
+// The vector length in bytes of the loaded client (its `sve_vl_bytes`): one host library serves
+// the client libraries of every length (features.cpp).
+extern int host_vl_bytes;
 extern std::atomic<uint32_t> host_patch_count;
 extern std::atomic<uint64_t> host_trampoline_words;
 

@@ -25,6 +25,8 @@
 
 extern "C" {
 __attribute__((visibility("default"))) int _USES_DR_VERSION_ = 701;
+// The vector length of this library, which the host runtime reports to the program (prctl).
+__attribute__((visibility("default"))) extern const int sve_vl_bytes = SVE_VL_BYTES;
 }
 
 static int tls_idx = -1;
