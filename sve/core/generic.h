@@ -120,15 +120,15 @@ uint32_t VecTrueILength(uint32_t pattern, uint32_t n);
 // Predicates move between the byte-per-lane form of cpu_state and the bit form eight bytes at
 // a time: bit 0 of each byte is gathered by one multiplication, and spread back by a table.
 
-// Packs the 80 bytes; `junk` gets the bits other than bit 0 of all of them (0 when every byte is
+// Packs the SVE_VL_BYTES bytes; `junk` gets the bits other than bit 0 of all of them (0 when every byte is
 // 0 or 1, that is when unpacking the result would write the same bytes back).
-inline PredV pack_pred_checked(const uint8_t* bytes80, uint64_t& junk) {
+inline PredV pack_pred_checked(const uint8_t* bytes, uint64_t& junk) {
     PredV p = {{0, 0, 0, 0}};
     uint64_t j = 0;
-#pragma GCC unroll 10
+#pragma GCC unroll 32  // every 8-byte step at the longest length
     for (int i = 0; i < SVE_VL_BYTES; i += 8) {
         uint64_t x;
-        std::memcpy(&x, bytes80 + i, 8);
+        std::memcpy(&x, bytes + i, 8);
         j |= x & ~0x0101010101010101ull;
         x &= 0x0101010101010101ull;
         p.w[i >> 6] |= ((x * 0x0102040810204080ull) >> 56) << (i & 63);
@@ -136,9 +136,9 @@ inline PredV pack_pred_checked(const uint8_t* bytes80, uint64_t& junk) {
     junk = j;
     return p;
 }
-inline PredV pack_pred(const uint8_t* bytes80) {
+inline PredV pack_pred(const uint8_t* bytes) {
     uint64_t junk;
-    return pack_pred_checked(bytes80, junk);
+    return pack_pred_checked(bytes, junk);
 }
 
 // Eight predicate bytes, 0 or 1, for each value of eight predicate bits.
@@ -151,15 +151,15 @@ struct PredSpreadTable {
 };
 inline constexpr PredSpreadTable pred_spread{};
 
-inline void unpack_pred(uint8_t* bytes80, const PredV& p) {
-#pragma GCC unroll 10
+inline void unpack_pred(uint8_t* bytes, const PredV& p) {
+#pragma GCC unroll 32  // every 8-byte step at the longest length
     for (int i = 0; i < SVE_VL_BYTES; i += 8) {
         uint64_t x = pred_spread.bytes[(p.w[i >> 6] >> (i & 63)) & 0xFF];
-        std::memcpy(bytes80 + i, &x, 8);
+        std::memcpy(bytes + i, &x, 8);
     }
 }
 
-// Whether two predicates agree in the bits of the 80 live bytes.
+// Whether two predicates agree in the bits of the SVE_VL_BYTES live bytes.
 inline bool same_live_bits(const PredV& a, const PredV& b) {
     uint64_t diff = 0;
     for (int i = 0; i < SVE_VL_BYTES / 64; i++) diff |= a.w[i] ^ b.w[i];

@@ -57,13 +57,13 @@ inline uint64_t zx(T v) {
 // Element size of a Z handle: qual in the ordinary shape, tied_qual in the destructive one.
 inline uint32_t zsize(aarch64_z_reg r) { return r.qual != ZQ_NONE ? r.qual : r.tied_qual[0]; }
 
-// ---- Specialised element loops: 80 bytes, a stack temporary, one final copy ----
+// ---- Specialised element loops: a whole register, a stack temporary, one final copy ----
 
 // Active elements of dst get f(e, old), inactive ones keep old; ZEROING gives them 0 instead.
 template <class T, bool ZEROING = false, class F>
 inline void merge_into(uint8_t* dst, const uint8_t* pred, F&& f) {
     alignas(16) uint8_t tmp[SVE_VL_BYTES];
-#pragma GCC unroll 10
+#pragma GCC unroll 8  // a partial unroll, whatever the element count
     for (int e = 0; e < NELEM<T>; e++) {
         T old = ld<T>(dst, e);
         st<T>(tmp, e, act<T>(pred, e) ? f(e, old) : (ZEROING ? T(0) : old));

@@ -1,5 +1,5 @@
-// Specialised tier of the integer families: 80 bytes at a time, in place on cpu_state, one branch
-// on the element size, an 80-byte temporary and one final copy wherever a vector is read.
+// Specialised tier of the integer families: a whole register at a time, in place on cpu_state, one branch
+// on the element size, a register-sized temporary and one final copy wherever a vector is read.
 #include <limits>
 
 #include "sve/core/simd.h"

@@ -104,7 +104,7 @@ aarch64_decode_rc incdec_zii(cpu_state* s, aarch64_z_reg zdn, unsigned pattern, 
     return RC_DONE;
 }
 
-// Number of elements of size code s with bit 0 set in both 80-byte predicates.
+// Number of elements of size code s with bit 0 set in both predicates.
 uint32_t count_80(const uint8_t* a, const uint8_t* b, uint32_t s) {
     uint32_t k = 0;
     for (int i = 0; i < SVE_VL_BYTES; i += 1 << s) k += a[i] & b[i] & 1;

@@ -53,7 +53,7 @@ inline void permute_elems(uint8_t* t, const uint8_t* a, const uint8_t* b, uint32
     }
 }
 
-// ---- The same permutes on whole 80-byte registers, in 16-byte chunks ----
+// ---- The same permutes on whole registers, in 16-byte chunks ----
 
 // Lane i of the shuffle of K on a pair of chunks (x, y) of L lanes each: sources 0 .. L-1 are
 // x's lanes, L .. 2L-1 y's. ZIP1 and ZIP2 interleave the low and the high halves of the pair,
@@ -83,7 +83,7 @@ inline V join_halves(V x, V y) {
     return V(__builtin_shufflevector(v2u64(x), v2u64(y), HX, 2 + HY));
 }
 
-// A permute of two 80-byte registers of lanes T into a third, which may be either source: the
+// A permute of two registers of lanes T into a third, which may be either source: the
 // five result chunks are all built before the first store. zip reads 40 bytes of each source
 // (the low or the high 40), uzp packs the even or odd lanes of each source into 40 bytes, trn
 // works chunk by chunk.
@@ -127,7 +127,7 @@ template <perm_kind K, class T>
     for_chunks([&](int c) { vstore(d + 16 * c, r[c]); });
 }
 
-// A permute of two 80-byte registers of slots of size code s into a third, which may be either
+// A permute of two registers of slots of size code s into a third, which may be either
 // source.
 template <perm_kind K>
 [[gnu::always_inline]] inline void permute_regs(uint8_t* d, const uint8_t* a, const uint8_t* b, uint32_t s) {
@@ -140,7 +140,7 @@ inline void rev_core(uint8_t* dst, const uint8_t* src, uint32_t n) {
     for (uint32_t e = 0; e < n; e++) st<T>(dst, e, ld<T>(src, n - 1 - e));
 }
 
-// The element slots of an 80-byte register in reverse order, into a register that may be the
+// The element slots of a register in reverse order, into a register that may be the
 // source.
 inline void rev_regs(uint8_t* d, const uint8_t* src, uint32_t s) {
     alignas(16) uint8_t tmp[SVE_VL_BYTES];
@@ -172,7 +172,7 @@ inline PredV bytes_to_pred(const uint8_t* b, uint32_t n) {
 
 namespace permute_core {
 
-// An 80-byte predicate whose first `count` elements of size code s are true: 1 in the first byte
+// A predicate whose first `count` elements of size code s are true: 1 in the first byte
 // of each such slot, 0 everywhere else.
 [[gnu::always_inline]] inline void fill_first(uint8_t* p, uint32_t count, uint32_t s) {
     // Byte positions stay below 96, so signed byte lanes compare them directly.

@@ -2,7 +2,7 @@
 // compact, sel and adr, for Z registers, and the predicate permutes that share their bodies.
 //
 // Each operation has one core over raw element arrays and an element count; the specialised
-// tier runs it at 80 bytes on cpu_state into a temporary, the generic tier on values.
+// tier runs it on the whole register in cpu_state into a temporary, the generic tier on values.
 #include <cstring>
 
 #include "sve/core/simd.h"

@@ -17,7 +17,7 @@ constexpr uint64_t NZCV_C = 1ull << 29;
 constexpr uint64_t NZCV_V = 1ull << 28;
 constexpr uint64_t NZCV_ALL = NZCV_N | NZCV_Z | NZCV_C | NZCV_V;
 
-// Specialised test over 80-byte predicates in steps of sizeof(T); only bit 0 of each slot's
+// Specialised test over whole predicates in steps of sizeof(T); only bit 0 of each slot's
 // first byte counts. The signed and unsigned members of one width are the same test. Z comes
 // from the whole registers 16 bytes at a time; the first and the last active element are found
 // eight bytes at a time from either end, with bit 0 of each slot's first byte picked out by a

@@ -3,7 +3,7 @@
 // predicate, and the predicate permutes (rev, punpklo/hi, zip, uzp, trn).
 //
 // The sequential operations have one core over byte lanes (one byte, 0 or 1, per vector byte):
-// the specialised tier runs it on the 80-byte registers, the generic tier on the lanes of a
+// the specialised tier runs it on the whole registers, the generic tier on the lanes of a
 // PredV spread into bytes.
 #include <cstring>
 #include <initializer_list>

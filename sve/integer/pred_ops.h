@@ -94,7 +94,7 @@ using gf_clast_v = forms::gform<pred_forms::DVE<0>, forms::P<10, 3, PQ_BARE>, pr
 using gf_clast_z = forms::gform<forms::DZ<0>, forms::P<10, 3, PQ_BARE>, forms::Z<0>, forms::Z<5>>;
 
 // ---------------------------------------------------------------------------------------------
-// Shared permute bodies over raw 80-byte arrays (Z and P registers alike). `target` is neither
+// Shared permute bodies over raw register-sized arrays (Z and P registers alike). `target` is neither
 // source.
 void sve_zip1(char* target, const char* first, const char* second, element_size size);
 void sve_zip2(char* target, const char* first, const char* second, element_size size);

@@ -43,7 +43,7 @@ using gf_fill_p = forms::gform<forms::DP<0, 4>, forms::Rsp<5>, forms::SImm9Split
 using gf_spill_z = forms::gform<forms::DNone, forms::Z<0>, forms::Rsp<5>, forms::SImm9Split>;
 using gf_spill_p = forms::gform<forms::DNone, forms::P<0, 4, PQ_BARE>, forms::Rsp<5>, forms::SImm9Split>;
 
-// ldr and str of Z (80 bytes) and of P (10 bytes, one bit per vector byte).
+// ldr and str of Z (SVE_VL_BYTES bytes) and of P (SVE_PL_BYTES, one bit per vector byte).
 aarch64_decode_rc sve_ldr_zri(cpu_state* s, aarch64_z_reg zt, aarch64_i_rsp_reg xn, int imm);
 aarch64_decode_rc sve_str_zri(cpu_state* s, aarch64_z_reg zt, aarch64_i_rsp_reg xn, int imm);
 aarch64_decode_rc sve_ldr_pri(cpu_state* s, aarch64_p_reg pt, aarch64_i_rsp_reg xn, int imm);

@@ -76,11 +76,11 @@ void memtrace_lin(cpu_state* state, T* base, char* pred, memaccess_type_t type);
 
 // Bundle records of gathers, scatters and structure accesses: one record of `elem_bytes` per
 // active lane, address from that lane's slot, flags first/bundle/last. `lane_bytes` is the
-// register element size, which selects the predicate byte of each lane; `lanes` = 80 / lane_bytes.
+// register element size, which selects the predicate byte of each lane; `lanes` = SVE_VL_BYTES / lane_bytes.
 void memtrace_bundle(cpu_state* state, const uint64_t* addr_slots, const char* pred, uint32_t lane_bytes,
                      uint32_t elem_bytes, memaccess_type_t type);
 
-// Address slots of one instruction, one per register element (at most 80).
+// Address slots of one instruction, one per register element (at most SVE_VL_BYTES).
 struct memtrace_slots {
     uint64_t addr[SVE_VL_BYTES];
 };

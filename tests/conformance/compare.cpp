@@ -1,7 +1,9 @@
 #include "tests/conformance/compare.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdarg>
+#include <cstdlib>
 #include <sstream>
 
 namespace conf {
@@ -103,13 +105,33 @@ bool parse_deviations(const std::string& text, std::vector<deviation>& out, std:
         size_t hash = line.find('#');
         std::string body = line.substr(0, hash), reason = hash == std::string::npos ? "" : line.substr(hash + 1);
         std::istringstream ls(body);
-        std::string rows, fields, cond, extra;
+        std::string rows, fields, cond, vls, extra;
         if (!(ls >> rows)) continue;
-        if (!(ls >> fields >> cond) || (ls >> extra) || reason.find_first_not_of(" \t") == std::string::npos) {
-            error = fmt("line %d: expected ROWS FIELDS CONDITION # reason", no);
+        if (!(ls >> fields >> cond) || ((ls >> vls) && (ls >> extra)) ||
+            reason.find_first_not_of(" \t") == std::string::npos) {
+            error = fmt("line %d: expected ROWS FIELDS CONDITION [vl=LIST] # reason", no);
             return false;
         }
         deviation d;
+        if (!vls.empty()) {
+            if (vls.compare(0, 3, "vl=") != 0 || vls.size() == 3) {
+                error = fmt("line %d: expected vl=LIST after the condition", no);
+                return false;
+            }
+            std::istringstream vs(vls.substr(3));
+            for (std::string v; std::getline(vs, v, ',');) {
+                char* end = nullptr;
+                long bits = std::strtol(v.c_str(), &end, 10);
+                if (v == "npow2") {
+                    d.not_pow2 = true;
+                } else if (v.empty() || *end || bits < 128 || bits > 2048 || bits % 128) {
+                    error = fmt("line %d: '%s' is not a vector length (a multiple of 128 from 128 to 2048)", no, v.c_str());
+                    return false;
+                } else {
+                    d.vl_bits.push_back(int(bits));
+                }
+            }
+        }
         d.rows_text = rows;
         try {
             d.rows = std::regex(rows);
@@ -142,9 +164,16 @@ bool parse_deviations(const std::string& text, std::vector<deviation>& out, std:
     return true;
 }
 
-uint32_t exempt_fields(const std::vector<deviation>& devs, const std::string& row_name, uint32_t case_flags) {
+bool holds_at(const deviation& d, int vl_bits) {
+    if (d.vl_bits.empty() && !d.not_pow2) return true;
+    if (d.not_pow2 && (vl_bits & (vl_bits - 1)) != 0) return true;
+    return std::find(d.vl_bits.begin(), d.vl_bits.end(), vl_bits) != d.vl_bits.end();
+}
+
+uint32_t exempt_fields(const std::vector<deviation>& devs, const std::string& row_name, uint32_t case_flags, int vl_bits) {
     uint32_t f = 0;
     for (const deviation& d : devs) {
+        if (!holds_at(d, vl_bits)) continue;
         if (d.cond == DC_EDGE && !(case_flags & CF_EDGE)) continue;
         if (d.cond == DC_ORACLE_FFR && !(case_flags & CF_ORACLE_FFR)) continue;
         if (std::regex_match(row_name, d.rows)) f |= d.fields;

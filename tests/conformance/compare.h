@@ -32,17 +32,24 @@ struct deviation {
     std::string rows_text;
     uint32_t fields;
     deviation_cond cond;
+    std::vector<int> vl_bits;  // the vector lengths it holds at; empty: every length
+    bool not_pow2 = false;     // holds at every length that is not a power of two
     std::string reason;
 };
 
 // Parses the deviation list: one entry a line, `ROWS FIELDS CONDITION # reason`, where ROWS is
 // a regular expression over handler names, FIELDS a comma list of x, sp, nzcv, fpsr, fpcr, z,
-// p, ffr, mem, status, and CONDITION `always`, `edge` or `oracle-ffr`. Blank and `#` lines are comments. On an error
+// p, ffr, mem, status, and CONDITION `always`, `edge` or `oracle-ffr`. An optional fourth
+// word `vl=LIST` limits the entry to some vector lengths: a comma list of lengths in bits and
+// `npow2` (every length that is not a power of two). Blank and `#` lines are comments. On an error
 // returns false with a message naming the line.
 bool parse_deviations(const std::string& text, std::vector<deviation>& out, std::string& error);
 
-// Fields exempted for a case of the named row.
-uint32_t exempt_fields(const std::vector<deviation>& devs, const std::string& row_name, uint32_t case_flags);
+// Whether an entry holds at a vector length (in bits).
+bool holds_at(const deviation& d, int vl_bits);
+// Fields exempted for a case of the named row, at a vector length (by default the build's).
+uint32_t exempt_fields(const std::vector<deviation>& devs, const std::string& row_name, uint32_t case_flags,
+                       int vl_bits = VL * 8);
 
 struct case_result {
     result_header h;

@@ -296,15 +296,28 @@ TEST(Deviations, ParseAndApplyByRowAndCondition) {
     std::vector<deviation> o;
     ASSERT_TRUE(parse_deviations("Vec.*LoadNF.* z oracle-ffr # why\n", o, err)) << err;
     wire_state in{}, out{};
-    in.ffr[3] = 0x0F;
-    out.ffr[3] = 0x0F;
+    in.ffr[1] = 0x0F;
+    out.ffr[1] = 0x0F;
     EXPECT_EQ(exempt_fields(o, "VecU8CLoadNF1SIZ", oracle_ffr_flag(in, out)), 0u);
-    out.ffr[3] = 0x07;  // the oracle suppressed an element
+    out.ffr[1] = 0x07;  // the oracle suppressed an element
     EXPECT_EQ(exempt_fields(o, "VecU8CLoadNF1SIZ", oracle_ffr_flag(in, out)), uint32_t(FLD_Z));
-    in.ffr[3] = 0x07;
-    out.ffr[3] = 0x0F;  // a lane set by the load is no suppression
+    in.ffr[1] = 0x07;
+    out.ffr[1] = 0x0F;  // a lane set by the load is no suppression
     EXPECT_EQ(exempt_fields(o, "VecU8CLoadNF1SIZ", oracle_ffr_flag(in, out)), 0u);
+    // Entries limited to some vector lengths: a list, the lengths that are not powers of two.
+    std::vector<deviation> v;
+    ASSERT_TRUE(parse_deviations("VecA p always vl=384,640 # r\nVecB z always vl=npow2 # r\n", v, err)) << err;
+    const struct { const char* row; int bits; uint32_t want; } at[] = {
+        {"VecA", 384, FLD_P}, {"VecA", 640, FLD_P}, {"VecA", 128, 0}, {"VecA", 1152, 0},
+        {"VecB", 384, FLD_Z}, {"VecB", 1152, FLD_Z}, {"VecB", 128, 0}, {"VecB", 512, 0}, {"VecB", 2048, 0},
+    };
+    for (const auto& a : at) EXPECT_EQ(exempt_fields(v, a.row, 0, a.bits), a.want) << a.row << " at " << a.bits;
     const char* bad[] = {
+        "VecX z always vl=100 # r\n",   // not a vector length
+        "VecX z always vl=2176 # r\n",  // above the longest
+        "VecX z always 640 # r\n",      // no vl=
+        "VecX z always vl= # r\n",      // empty list
+        "VecX z always vl=640 x # r\n", // a fifth word
         "VecX z always\n",            // no reason
         "VecX q always # r\n",        // unknown field
         "VecX z sometimes # r\n",     // unknown condition

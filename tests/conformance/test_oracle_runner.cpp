@@ -20,7 +20,8 @@ std::vector<case_result> run_oracle(const std::vector<gen_case>& cases) {
     FILE* f = std::fopen(in.c_str(), "wb");
     for (const gen_case& c : cases) std::fwrite(&c, sizeof c, 1, f);
     std::fclose(f);
-    std::string cmd = "qemu-aarch64 -cpu max,sve-default-vector-length=80 " SVE_ORACLE_BINARY " < " + in + " > " + out;
+    std::string cmd = "qemu-aarch64 -cpu max,sve-default-vector-length=" + std::to_string(VL) + " " SVE_ORACLE_BINARY " < " +
+                      in + " > " + out;
     std::vector<case_result> res;
     if (std::system(cmd.c_str()) != 0) return res;
     f = std::fopen(out.c_str(), "rb");

@@ -1,5 +1,5 @@
 // sve-oracle: executes SVE instruction words on SVE hardware (in practice qemu-aarch64 with
-// -cpu max,sve-default-vector-length=80) and records the resulting states.
+// -cpu max,sve-default-vector-length=<bytes>) and records the resulting states.
 //
 //   sve-oracle < cases > results
 //
@@ -69,6 +69,15 @@ int main() {
     sigaction(SIGILL, &sa, nullptr);
     sigaction(SIGSEGV, &sa, nullptr);
     sigaction(SIGBUS, &sa, nullptr);
+
+    // The records are laid out for one vector length: another would misplace every register.
+    uint64_t vl;
+    __asm__("rdvl %0, #1" : "=r"(vl));
+    if (vl != uint64_t(conf::VL)) {
+        fprintf(stderr, "sve-oracle: built for a %d-byte vector length, running at %llu bytes\n", conf::VL,
+                (unsigned long long)vl);
+        return 1;
+    }
 
     long page = sysconf(_SC_PAGESIZE);
     uintptr_t slot_page = reinterpret_cast<uintptr_t>(oracle_slot) & ~uintptr_t(page - 1);

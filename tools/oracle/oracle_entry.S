@@ -1,6 +1,10 @@
 // Loads a complete SVE state, executes one word in a writable code slot and stores the
 // complete resulting state. The C++ side (oracle.cpp) fills oracle_in and the slot's first word.
-// Offsets are those of conf::wire_state.
+// Offsets are those of conf::wire_state, for the build's vector length.
+#define VLB (SVE_BUILD_VL_BITS / 8)
+#define WS_P (272 + 32 * VLB)
+#define WS_FFR (WS_P + 2 * VLB)
+#define WS_SIZE (WS_FFR + VLB / 8 + 8 - (17 * VLB / 8) % 8)
         .arch armv8.2-a+sve
         .text
         .global oracle_run
@@ -24,10 +28,12 @@ oracle_run:
         stp d14, d15, [x16, #160]
         adrp x0, oracle_in
         add x0, x0, :lo12:oracle_in
-        add x1, x0, #2992
+        mov x1, #WS_FFR
+        add x1, x0, x1
         ldr p0, [x1]
         wrffr p0.b
-        add x1, x0, #2832
+        mov x1, #WS_P
+        add x1, x0, x1
         ldr p0, [x1, #0, mul vl]
         ldr p1, [x1, #1, mul vl]
         ldr p2, [x1, #2, mul vl]
@@ -175,7 +181,8 @@ oracle_save:
         str z29, [x1, #29, mul vl]
         str z30, [x1, #30, mul vl]
         str z31, [x1, #31, mul vl]
-        add x1, x0, #2832
+        mov x1, #WS_P
+        add x1, x0, x1
         str p0, [x1, #0, mul vl]
         str p1, [x1, #1, mul vl]
         str p2, [x1, #2, mul vl]
@@ -193,7 +200,8 @@ oracle_save:
         str p14, [x1, #14, mul vl]
         str p15, [x1, #15, mul vl]
         rdffr p0.b
-        add x1, x0, #2992
+        mov x1, #WS_FFR
+        add x1, x0, x1
         str p0, [x1]
         adrp x16, host_regs
         add x16, x16, :lo12:host_regs
@@ -224,9 +232,9 @@ host_regs:
         .global oracle_in
         .balign 16
 oracle_in:
-        .skip 3008
+        .skip WS_SIZE
         .global oracle_out
         .balign 16
 oracle_out:
-        .skip 3008
+        .skip WS_SIZE
         .section .note.GNU-stack,"",%progbits

@@ -13,7 +13,11 @@ namespace conf {
 constexpr uint32_t CASE_MAGIC = 0x43455653;    // "SVEC"
 constexpr uint32_t RESULT_MAGIC = 0x52455653;  // "SVER"
 
-constexpr int VL = 80;       // vector length in bytes
+// The vector length of the build (SVE_VL_BITS); every runner of one comparison uses the same.
+#ifndef SVE_BUILD_VL_BITS
+#define SVE_BUILD_VL_BITS 640
+#endif
+constexpr int VL = SVE_BUILD_VL_BITS / 8;  // vector length in bytes
 constexpr int PL = VL / 8;   // predicate length in bytes (one bit per vector byte)
 
 // The data buffer: mapped at the same fixed address by every runner, below 4 GiB so that
@@ -32,17 +36,18 @@ struct wire_state {
     uint8_t z[32][VL];
     uint8_t p[16][PL];
     uint8_t ffr[PL];
-    uint8_t pad[6];
+    uint8_t pad[8 - (17 * PL) % 8];  // to a multiple of 8 bytes, explicitly (never 0)
 };
-// The oracle's assembly addresses the fields by these displacements.
+// The oracle's assembly addresses the fields by these displacements (the same formulas are in
+// tools/oracle/oracle_entry.S).
 static_assert(offsetof(wire_state, sp) == 248);
 static_assert(offsetof(wire_state, nzcv) == 256);
 static_assert(offsetof(wire_state, fpcr) == 264);
 static_assert(offsetof(wire_state, fpsr) == 268);
 static_assert(offsetof(wire_state, z) == 272);
-static_assert(offsetof(wire_state, p) == 2832);
-static_assert(offsetof(wire_state, ffr) == 2992);
-static_assert(sizeof(wire_state) == 3008);
+static_assert(offsetof(wire_state, p) == 272 + 32 * VL);
+static_assert(offsetof(wire_state, ffr) == 272 + 32 * VL + 16 * PL);
+static_assert(sizeof(wire_state) == 272 + 32 * VL + 17 * PL + 8 - (17 * PL) % 8);
 
 struct case_header {
     uint32_t magic;     // CASE_MAGIC

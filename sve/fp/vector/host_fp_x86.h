@@ -124,7 +124,7 @@ inline fv_t<T> select(iv_t<T> m, fv_t<T> a, fv_t<T> b) {
 // invalid covers NaN and out of range); a compare into a predicate.
 enum xkind { X_VALUE, X_TO_INT, X_COMPARE };
 
-// Runs OP on every chunk of the operands into `out` (80 bytes): an element value, merged with
+// Runs OP on every chunk of the operands into `out` (one register): an element value, merged with
 // `merge` under `pred` if PRED, or for compares the predicate slot of each element active under
 // `pred` (0 or 1 in its first byte). Each operand has a pointer p and a step: 16 for a register,
 // 0 for a 16-byte splat. Returns false, with `out` and the record untouched, when the result could
@@ -142,7 +142,7 @@ __attribute__((always_inline)) inline bool run(cpu_state* s, uint8_t* out, const
 
     uint32_t saved = mxcsr_read();
     mxcsr_write(mxcsr_of(s->fpcr));
-#pragma GCC unroll 5
+#pragma GCC unroll 16  // every chunk at the longest length
     for (int c = 0; c < SVE_CHUNKS; c++) {
         // Inactive lanes compute on 1.0 operands: exact for every operation, so they raise nothing.
         iv m = ~iv{};

@@ -1,4 +1,4 @@
-// Element loops of both tiers. A result is always built in a local value (generic) or an 80-byte
+// Element loops of both tiers. A result is always built in a local value (generic) or a register-sized
 // temporary (specialised) from unchanged operands, so any destination may also be a source.
 #pragma once
 
@@ -30,7 +30,7 @@ inline bool pel(const cpu_state* s, uint32_t p, uint32_t e) {
     return s->p[p][e * sizeof(C)] & 1;
 }
 
-// Writes fn(e) for each of the 80 / sizeof(C) elements into register zd, through a temporary.
+// Writes fn(e) for each of the SVE_VL_BYTES / sizeof(C) elements into register zd, through a temporary.
 template <class C, class Fn>
 inline void spec_each(cpu_state* s, uint32_t zd, Fn&& fn) {
     alignas(16) uint8_t tmp[SVE_VL_BYTES];
