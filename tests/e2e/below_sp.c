@@ -5,8 +5,8 @@
 
 #include "check.h"
 
-// Stores the 80 bytes at x0 just below sp, runs another SVE word, loads them back with SVE into
-// x1's 80 bytes; then writes 128 bytes of a pattern just below sp with scalar stores, runs an SVE
+// Stores the vector of bytes at x0 just below sp, runs another SVE word, loads them back with SVE into
+// x1's bytes; then writes 128 bytes of a pattern just below sp with scalar stores, runs an SVE
 // word, and copies those 128 bytes to x2.
 void below_sp(const void* in, void* out, void* red_zone);
 __asm__(
@@ -36,14 +36,14 @@ __asm__(
     "  ret\n");
 
 int main(void) {
-    unsigned char in[80], out[80];
+    unsigned char in[VL_BYTES], out[VL_BYTES];
     uint64_t red[16];
-    for (int i = 0; i < 80; i++) in[i] = (unsigned char)(3 * i + 1);
+    for (int i = 0; i < VL_BYTES; i++) in[i] = (unsigned char)(3 * i + 1);
     for (int round = 0; round < 3; round++) {  // the first run traps, later ones use the patches
         memset(out, 0, sizeof out);
         memset(red, 0, sizeof red);
         below_sp(in, out, red);
-        CHECK(memcmp(in, out, 80) == 0, "round %d: the vector stored below sp changed", round);
+        CHECK(memcmp(in, out, VL_BYTES) == 0, "round %d: the vector stored below sp changed", round);
         for (int i = 0; i < 16; i++) {
             uint64_t expect = (uint64_t)(-128 + 8 * i + 0x5a);
             CHECK(red[i] == expect, "round %d: red zone word %d is %#llx, expected %#llx", round, i,

@@ -2,6 +2,11 @@
 #pragma once
 #include <stdio.h>
 
+// The vector length in bytes that the programs expect, the one of the build that runs them.
+#ifndef VL_BYTES
+#error "build with -DVL_BYTES=<the vector length in bytes>"
+#endif
+
 static int check_failures;
 
 #define CHECK(cond, ...)                                   \

@@ -1,5 +1,6 @@
 // What a program asks about SVE: HWCAP_SVE from getauxval and /proc/self/auxv, and the vector
-// length controls of prctl, answered as by the kernel of a machine whose only length is 80 bytes.
+// length controls of prctl, answered as by the kernel of a machine whose only length is the
+// build's (VL_BYTES); rdvl and cntb agree with it.
 #include <errno.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -8,7 +9,7 @@
 
 #include "check.h"
 
-#define VL 80
+#define VL VL_BYTES
 #define HWCAP_SVE_BIT (1ul << 22)
 #define INHERIT (1 << 17)
 #define ONEXEC (1 << 18)
@@ -23,6 +24,12 @@ static unsigned long hwcap_in_proc(void) {
     return value;
 }
 
+static long rdvl(void) {
+    long n;
+    __asm__("rdvl %0, #1" : "=r"(n));
+    return n;
+}
+
 static long cntb(void) {
     long n;
     __asm__("cntb %0" : "=r"(n));
@@ -34,12 +41,13 @@ int main(void) {
     CHECK(hwcap_in_proc() & HWCAP_SVE_BIT, "/proc/self/auxv AT_HWCAP %#lx lacks HWCAP_SVE", hwcap_in_proc());
     CHECK(prctl(PR_SVE_GET_VL) == VL, "PR_SVE_GET_VL %d", prctl(PR_SVE_GET_VL));
     CHECK(cntb() == VL, "cntb %ld", cntb());
+    CHECK(rdvl() == VL, "rdvl %ld", rdvl());
 
     // Every valid length becomes the only one there is; the flags come back as asked.
-    static const struct {
+    const struct {
         long arg, result;
     } set[] = {
-        {16, VL},         {32, VL},  {64, VL},  {VL, VL},  {96, VL}, {256, VL}, {8192, VL},
+        {16, VL}, {32, VL}, {64, VL}, {VL, VL}, {VL + 16, VL}, {96, VL}, {256, VL}, {512, VL}, {8192, VL},
         {VL | INHERIT, VL | INHERIT}, {32 | ONEXEC, VL}, {48 | ONEXEC | INHERIT, VL | INHERIT}, {VL, VL},
     };
     for (unsigned i = 0; i < sizeof set / sizeof set[0]; i++) {
@@ -49,7 +57,7 @@ int main(void) {
         CHECK(g == set[i].result, "PR_SVE_GET_VL after %#lx gave %#x, expected %#lx", set[i].arg, g, set[i].result);
     }
     // Lengths outside 16..8192 or not a multiple of 16, and unknown flags.
-    static const long invalid[] = {0, 8, 15, 81, 88, 8208, 65535, VL | (1 << 16), VL | (1 << 19), VL | (1l << 32)};
+    const long invalid[] = {0, 8, 15, VL + 1, VL + 8, 8208, 65535, VL | (1 << 16), VL | (1 << 19), VL | (1l << 32)};
     for (unsigned i = 0; i < sizeof invalid / sizeof invalid[0]; i++) {
         errno = 0;
         int r = prctl(PR_SVE_SET_VL, invalid[i]);

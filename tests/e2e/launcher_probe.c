@@ -1,9 +1,11 @@
 // What sve-run handed the program: "fz16 N" (whether the processor keeps FPCR.FZ16, which only
 // processors with half-precision arithmetic do), then "NAME=VALUE" or "NAME unset" for each
-// variable named on the command line. One SVE word runs first, so the emulator is there.
+// variable named on the command line (for STDIN, the first line of standard input). One SVE word
+// runs first, so the emulator is there.
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 
 int main(int argc, char** argv) {
     uint64_t vl;
@@ -13,6 +15,11 @@ int main(int argc, char** argv) {
     __asm__ volatile("msr fpcr, %1\n\tmrs %0, fpcr\n\tmsr fpcr, %2" : "=&r"(fpcr) : "r"(saved | (1u << 19)), "r"(saved));
     printf("vl %u\nfz16 %u\n", (unsigned)vl, (unsigned)((fpcr >> 19) & 1));
     for (int i = 1; i < argc; i++) {
+        char line[256];
+        if (!strcmp(argv[i], "STDIN")) {  // the first line of standard input
+            printf("stdin: %s", fgets(line, sizeof line, stdin) ? line : "(none)\n");
+            continue;
+        }
         const char* v = getenv(argv[i]);
         if (v)
             printf("%s=%s\n", argv[i], v);

@@ -1,5 +1,5 @@
 // Registers across emulated instructions, run under sve-run. Every expected value comes from
-// the architecture at a vector length of 80 bytes, except the last check: the upper bytes of a
+// the architecture at the build's vector length (VL_BYTES), except the last check: the upper bytes of a
 // Z register survive native Advanced SIMD code, as the emulator keeps them in its record.
 #include <stdint.h>
 #include <stdio.h>
@@ -62,14 +62,14 @@ static void checks(void) {
     int64_t a, b, c;
     __asm__ volatile("rdvl x26, #1\n mov %0, x26\n rdvl x27, #2\n mov %1, x27\n rdvl x28, #-1\n mov %2, x28"
                      : "=r"(a), "=r"(b), "=r"(c) : : "x26", "x27", "x28");
-    expect("rdvl x26, #1", a, 80);
-    expect("rdvl x27, #2", b, 160);
-    expect("rdvl x28, #-1", c, -80);
+    expect("rdvl x26, #1", a, VL_BYTES);
+    expect("rdvl x27, #2", b, 2 * VL_BYTES);
+    expect("rdvl x28, #-1", c, -VL_BYTES);
 
     int64_t before, during, after;
     __asm__ volatile("mov %0, sp\n addvl sp, sp, #-2\n mov %1, sp\n addvl sp, sp, #2\n mov %2, sp"
                      : "=&r"(before), "=&r"(during), "=&r"(after));
-    expect("addvl sp, sp, #-2", before - during, 160);
+    expect("addvl sp, sp, #-2", before - during, 2 * VL_BYTES);
     expect("addvl sp, sp, #2", after, before);
 
     int64_t eq_all, mi_all, eq_none, cs_none;
@@ -93,14 +93,14 @@ static void checks(void) {
 
     expect("x0-x25, x29, x30, sp survive an emulated add", gprs_survive(), 0);
 
-    uint8_t z[80];
+    uint8_t z[VL_BYTES];
     __asm__ volatile("index z3.b, #0, #1\n movi v3.16b, #0xaa\n ptrue p0.b\n st1b z3.b, p0, [%0]"
                      : : "r"(z) : "z3", "p0", "memory");
     int low_ok = 1, high_ok = 1;
     for (int i = 0; i < 16; i++) low_ok &= z[i] == 0xaa;
-    for (int i = 16; i < 80; i++) high_ok &= z[i] == i;
+    for (int i = 16; i < VL_BYTES; i++) high_ok &= z[i] == i;
     expect("native movi writes bytes 0-15 of z3", low_ok, 1);
-    expect("bytes 16-79 of z3 survive native movi", high_ok, 1);
+    expect("bytes 16 and up of z3 survive native movi", high_ok, 1);
 }
 
 int main(void) {

@@ -10,8 +10,8 @@
 
 #include "check.h"
 
-#define LANES 20  // 32-bit lanes of an 80-byte vector
-#define HALVES 40
+#define LANES (VL_BYTES / 4)  // 32-bit lanes of a vector
+#define HALVES (VL_BYTES / 2)
 #define STACK (16 * 1024)
 
 void generic_ops(const int32_t* a, const int32_t* b, int32_t* sum, int32_t* high, uint16_t* halves);
