@@ -187,7 +187,7 @@ int main(void) {
     unprotect.sa_flags = SA_SIGINFO;
     sigaction(SIGSEGV, &unprotect, NULL);
     for (int round = 0; round < 2; round++) {
-        uint64_t out[10] = {0};
+        uint64_t out[VL_BYTES / 8] = {0};
         mprotect(guard, page, PROT_NONE);
         retries = 0;
         __asm__ volatile("ptrue p0.d\n\tmov z0.d, #7\n\tst1d {z0.d}, p0, [%0]\n\tld1d {z1.d}, p0/z, [%0]\n\t"
@@ -196,8 +196,8 @@ int main(void) {
                          : "r"(guard), "r"(out)
                          : "memory", "p0", "v0", "v1");
         CHECK(retries == 1, "round %d: %d faults of the store, expected 1", round, retries);
-        CHECK(out[0] == 7 && out[9] == 7, "round %d: stored %llu and %llu, expected 7", round, (unsigned long long)out[0],
-              (unsigned long long)out[9]);
+        CHECK(out[0] == 7 && out[VL_BYTES / 8 - 1] == 7, "round %d: stored %llu and %llu, expected 7", round,
+              (unsigned long long)out[0], (unsigned long long)out[VL_BYTES / 8 - 1]);
     }
 
     printf("faults: %d failures\n", check_failures);
