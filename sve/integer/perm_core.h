@@ -77,39 +77,31 @@ template <perm_kind K, class V>
 inline V shuffle(V x, V y) {
     return shuffle_lanes<K>(x, y, std::make_integer_sequence<int, int(sizeof(V) / sizeof(x[0]))>{});
 }
-// The 8-byte half HX of x, then the half HY of y.
-template <int HX, int HY, class V>
-inline V join_halves(V x, V y) {
-    return V(__builtin_shufflevector(v2u64(x), v2u64(y), HX, 2 + HY));
-}
-
-// A permute of two registers of lanes T into a third, which may be either source: the
-// five result chunks are all built before the first store. zip reads 40 bytes of each source
-// (the low or the high 40), uzp packs the even or odd lanes of each source into 40 bytes, trn
-// works chunk by chunk.
+// A permute of two registers of lanes T into a third, which may be either source: all result
+// chunks are built before the first store. zip interleaves the low (ZIP1) or the high (ZIP2)
+// halves, result chunks 2k and 2k+1 coming from the half's chunk k; uzp takes the even or odd
+// lanes of the pair of chunks 2j, 2j+1 of a then b for result chunk j; trn works chunk by chunk.
 template <perm_kind K, class T>
-[[gnu::always_inline]] inline void permute80(uint8_t* d, const uint8_t* a, const uint8_t* b) {
+[[gnu::always_inline]] inline void permute_whole(uint8_t* d, const uint8_t* a, const uint8_t* b) {
     typedef typename vec_of<T>::type V;
     auto A = [a](int off) { return vload<V>(a + off); };
     auto B = [b](int off) { return vload<V>(b + off); };
     V r[SVE_CHUNKS];
     if constexpr (K == ZIP1 || K == ZIP2) {
-        constexpr int off = K == ZIP1 ? 0 : SVE_VL_BYTES / 2;
-        V x0 = A(off), y0 = B(off), x1 = A(off + 16), y1 = B(off + 16);
-        r[0] = shuffle<ZIP1>(x0, y0);
-        r[1] = shuffle<ZIP2>(x0, y0);
-        r[2] = shuffle<ZIP1>(x1, y1);
-        r[3] = shuffle<ZIP2>(x1, y1);
-        // the last 8 bytes of the 40: the low half of bytes 32..47, or the high half of 64..79
-        r[4] = K == ZIP1 ? shuffle<ZIP1>(A(32), B(32)) : shuffle<ZIP2>(A(64), B(64));
+        constexpr int half = K == ZIP1 ? 0 : SVE_VL_BYTES / 2;
+        for_chunks([&](int c) {
+            const int off = half + 16 * (c / 2);
+            if (K == ZIP2 && SVE_CHUNKS % 2 && c == SVE_CHUNKS - 1)
+                // With an odd number of chunks the high half ends with the high 8 bytes of the
+                // last chunk; a 16-byte load at `off` would run past the register.
+                r[c] = shuffle<ZIP2>(A(SVE_VL_BYTES - 16), B(SVE_VL_BYTES - 16));
+            else
+                r[c] = c % 2 ? shuffle<ZIP2>(A(off), B(off)) : shuffle<ZIP1>(A(off), B(off));
+        });
     } else if constexpr (K == UZP1 || K == UZP2) {
-        V a0 = shuffle<K>(A(0), A(16)), a1 = shuffle<K>(A(32), A(48)), a2 = shuffle<K>(A(64), A(64));
-        V b0 = shuffle<K>(B(0), B(16)), b1 = shuffle<K>(B(32), B(48)), b2 = shuffle<K>(B(64), B(64));
-        r[0] = a0;
-        r[1] = a1;
-        r[2] = join_halves<0, 0>(a2, b0);
-        r[3] = join_halves<1, 0>(b0, b1);
-        r[4] = join_halves<1, 0>(b1, b2);
+        // Chunk i of the pair a:b, every chunk lying wholly in one of them.
+        auto AB = [&](int i) { return i < SVE_CHUNKS ? A(16 * i) : B(16 * (i - SVE_CHUNKS)); };
+        for_chunks([&](int c) { r[c] = shuffle<K>(AB(2 * c), AB(2 * c + 1)); });
     } else if constexpr (sizeof(T) < 8) {
         // A pair of lanes is one lane of twice the width: trn1 joins the low halves of a's and
         // b's wide lanes, trn2 the high halves, with shifts and masks on every host.
@@ -131,7 +123,7 @@ template <perm_kind K, class T>
 // source.
 template <perm_kind K>
 [[gnu::always_inline]] inline void permute_regs(uint8_t* d, const uint8_t* a, const uint8_t* b, uint32_t s) {
-    on_size(s, [&](auto x) { permute80<K, decltype(x)>(d, a, b); });
+    on_size(s, [&](auto x) { permute_whole<K, decltype(x)>(d, a, b); });
 }
 
 // Elements of src in reverse order; the bytes inside an element keep their order.

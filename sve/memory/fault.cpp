@@ -53,7 +53,7 @@ void set_action(int sig, void (*handler)(int, siginfo_t*, void*)) {
 
 void SVEInitialize() {
     if (SVELibInitialized) return;
-    cpu_ctxt.vl_words = SVE_VL_BITS / 64;
+    cpu_ctxt.vl_words = 2;
     ctxt = &cpu_ctxt;
     set_action(SIGSEGV, SVESigHandler);
     set_action(SIGBUS, SVESigHandler);

@@ -26,23 +26,22 @@ aarch64_decode_rc sve_str_zri(cpu_state* s, aarch64_z_reg zt, aarch64_i_rsp_reg 
 
 aarch64_decode_rc sve_ldr_pri(cpu_state* s, aarch64_p_reg pt, aarch64_i_rsp_reg xn, int imm) {
     uint64_t addr = fill_address(s, xn, imm, SVE_PL_BYTES);
-    uint64_t lo = load_app<uint64_t>(addr);
-    uint16_t hi = load_app<uint16_t>(addr + 8);
     uint8_t* p = s->p[pt.num];
-    for (int i = 0; i < 64; i++) p[i] = (lo >> i) & 1;
-    for (int i = 64; i < SVE_VL_BYTES; i++) p[i] = (hi >> (i - 64)) & 1;
+    for (int k = 0; k < SVE_PL_BYTES; k++) {
+        uint8_t bits = load_app<uint8_t>(addr + k);
+        for (int j = 0; j < 8; j++) p[8 * k + j] = (bits >> j) & 1;
+    }
     return RC_DONE;
 }
 
 aarch64_decode_rc sve_str_pri(cpu_state* s, aarch64_p_reg pt, aarch64_i_rsp_reg xn, int imm) {
     uint64_t addr = fill_address(s, xn, imm, SVE_PL_BYTES);
     const uint8_t* p = s->p[pt.num];
-    uint64_t lo = 0;
-    uint16_t hi = 0;
-    for (int i = 0; i < 64; i++) lo |= uint64_t(p[i] & 1) << i;
-    for (int i = 64; i < SVE_VL_BYTES; i++) hi |= uint16_t((p[i] & 1) << (i - 64));
-    store_app<uint64_t>(addr, lo);
-    store_app<uint16_t>(addr + 8, hi);
+    for (int k = 0; k < SVE_PL_BYTES; k++) {
+        uint8_t bits = 0;
+        for (int j = 0; j < 8; j++) bits |= uint8_t((p[8 * k + j] & 1) << j);
+        store_app<uint8_t>(addr + k, bits);
+    }
     return RC_DONE;
 }
 
