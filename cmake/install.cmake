@@ -16,7 +16,7 @@ if(TARGET sve_host)
   install(TARGETS sve_host LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endif()
 # sve-exec runs single words; sve-run installs itself (tools/sve-run).
-if(TARGET sve-exec)
+if(TARGET sve-exec AND SVE_VL_BITS EQUAL 640)  # other lengths: tools/sve-exec
   install(TARGETS sve-exec RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
 install(FILES ${SVE_ROOT}/include/sve_roi.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})

@@ -1,7 +1,8 @@
 // sve-exec: runs SVE instruction words, given in hex, on a state and prints what changed.
 //
-//   sve-exec [--seed N] [--set REG=VALUE]... WORD...
+//   sve-exec [--vl BITS] [--seed N] [--set REG=VALUE]... WORD...
 //
+// It works at the vector length of its build; --vl runs the sve-exec of another length.
 // The state starts zeroed (or random with --seed). --set takes x0..x30, sp, nzcv, fpcr, fpsr,
 // zN (a 64-bit value replicated over the register), pN (0 or 1 into every byte) and ffr.
 #include <cinttypes>
@@ -11,6 +12,7 @@
 #include <string>
 
 #include "sve/core/sve_emulator.h"
+#include "vl_dispatch.h"
 
 namespace {
 
@@ -77,13 +79,16 @@ const char* row_name(uint32_t w) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    dispatch_vl("sve-exec", argc, argv, SVE_VL_BITS);
     static cpu_state s;
     int status = 0;
     for (int i = 1; i < argc; i++) {
         std::string a = argv[i];
         if (a == "--help" || a == "-h") {
-            std::printf("usage: sve-exec [--seed N] [--set REG=VALUE]... WORD...\n"
-                        "Runs SVE instruction words (hex) on a zeroed or random state and prints what changed.\n");
+            std::printf("usage: sve-exec [--vl BITS] [--seed N] [--set REG=VALUE]... WORD...\n"
+                        "Runs SVE instruction words (hex) on a zeroed or random state and prints what changed,\n"
+                        "at a vector length of %d bits (--vl: the sve-exec-BITS installed beside this one).\n",
+                        SVE_VL_BITS);
             return 0;
         } else if (a == "--seed" && i + 1 < argc) {
             rng_state = std::strtoull(argv[++i], nullptr, 0);

@@ -1,8 +1,9 @@
 // sve-step: executes SVE instruction words through this emulator, on states in the format of
 // the oracle runner, and writes the resulting states in the same format.
 //
-//   sve-step [--generic] [CASES [RESULTS]]
+//   sve-step [--vl BITS] [--generic] [CASES [RESULTS]]
 //
+// It works at the vector length of its build; --vl runs the sve-step-BITS beside it instead.
 // Reads case records (case_format.h) from CASES (default standard input) and writes result
 // records to RESULTS (default standard output). Each word goes through get_sve_handler and its
 // handler, with the data buffer mapped at its fixed address; with --generic, a row that has a
@@ -18,6 +19,7 @@
 #include "sve/core/sve_emulator.h"
 #include "sve/memory/fault.h"
 #include "tools/sve-step/state_convert.h"
+#include "vl_dispatch.h"
 
 namespace {
 
@@ -48,13 +50,14 @@ __attribute__((noinline)) int32_t run_guarded(sve_handler_t h, cpu_state* st, ui
 }  // namespace
 
 int main(int argc, char** argv) {
+    dispatch_vl("sve-step", argc, argv, SVE_VL_BITS);
     bool generic = false;
     const char* files[2] = {nullptr, nullptr};
     int nfiles = 0;
     for (int i = 1; i < argc; i++) {
         if (!std::strcmp(argv[i], "--generic")) generic = true;
         else if (argv[i][0] == '-' && argv[i][1]) {
-            std::fprintf(stderr, "usage: sve-step [--generic] [CASES [RESULTS]]\n");
+            std::fprintf(stderr, "usage: sve-step [--vl BITS] [--generic] [CASES [RESULTS]]\n");
             return 1;
         } else if (nfiles < 2) files[nfiles++] = argv[i];
     }
