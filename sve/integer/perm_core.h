@@ -1,6 +1,7 @@
 // Element access and permute cores shared by the Z and P operations of both tiers.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
@@ -167,7 +168,8 @@ namespace permute_core {
 // A predicate whose first `count` elements of size code s are true: 1 in the first byte
 // of each such slot, 0 everywhere else.
 [[gnu::always_inline]] inline void fill_first(uint8_t* p, uint32_t count, uint32_t s) {
-    // Byte positions stay below 96, so signed byte lanes compare them directly.
+    // Each chunk compares its byte positions with the part of the limit inside it (0 to 16), so
+    // the byte lanes hold small numbers at every length.
     const v16s8 iota = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
     static constexpr v16s8 lead[4] = {  // 1 at the first byte of each slot
         {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1},
@@ -175,8 +177,11 @@ namespace permute_core {
         {1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0},
         {1, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0},
     };
-    const int8_t limit = int8_t(count << s);
-    vgen_reg<v16s8>(p, [&](int c) { return (v16s8)(iota + int8_t(16 * c) < limit) & lead[s & 3]; });
+    const int limit = int(count << s);
+    vgen_reg<v16s8>(p, [&](int c) {
+        const int8_t in_chunk = int8_t(std::clamp(limit - 16 * c, 0, 16));
+        return (v16s8)(iota < in_chunk) & lead[s & 3];
+    });
 }
 
 // The same as a packed predicate of the context's length, elements of `bits` bits.
