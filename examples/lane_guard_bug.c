@@ -1,10 +1,11 @@
 // A loop with a deliberate vector-length bug. The main loop runs whole vectors under an
-// all-true predicate and leaves the rest to a scalar tail, but its guard was written for a
-// machine with 16 lanes of 32 bits: "at least 16 elements left" instead of "at least one whole
-// vector left". With 16 lanes or fewer the guard is only stricter and the sums are right; with
-// more, the last whole-vector pass reads past the n elements (into the rest of the data or the
-// sentinels behind it) and the sums are wrong: right at 128 to 640 bits for these sizes, wrong
-// at 1024 and 2048. sve-run --vl-sweep shows it.
+// all-true predicate and leaves the rest to a scalar tail, but its guard was written on a
+// machine with 8 lanes of 32 bits (256 bits): "at least 8 elements left" instead of "at least one
+// whole vector left". With 8 lanes or fewer the guard is only stricter and the sums are right;
+// with more, the last whole-vector pass can read past the n elements (into the rest of the data
+// or the sentinels behind it): right at 128 and 256 bits, wrong at 512 bits and more. The
+// program checks its sums, says which are wrong on standard error and exits with status 1.
+// sve-run --vl-sweep shows where it breaks.
 #include <arm_sve.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -28,6 +29,14 @@ __attribute__((noinline)) int64_t sum(const int32_t* p, int n) {
 int main(void) {
     for (int i = 0; i < N; i++) buf[i] = i + 1;
     for (int i = N; i < (int)(sizeof buf / sizeof buf[0]); i++) buf[i] = 1000000;
-    for (int n = 90; n <= N; n += 5) printf("sum of 1..%d = %lld (expected %d)\n", n, (long long)sum(buf, n), n * (n + 1) / 2);
-    return 0;
+    int wrong = 0;
+    for (int n = 90; n <= N; n += 5) {
+        long long got = sum(buf, n), want = n * (n + 1) / 2;
+        printf("sum of 1..%d = %lld (expected %lld)\n", n, got, want);
+        if (got != want) {
+            fprintf(stderr, "lane_guard_bug: the sum of 1..%d is wrong\n", n);
+            wrong++;
+        }
+    }
+    return wrong != 0;
 }
