@@ -215,14 +215,15 @@ TEST(Compare, NamesTheFirstDifference) {
         uint32_t field;
         const char* expect;
     };
+    const std::string ffr_last = "ffr byte " + std::to_string(VL - 1);  // the last lane at any length
     const mutation cases[] = {
         {[](wire_state& s, case_result&) { s.x[5] = 9; }, FLD_X, "x5: oracle 0 ours 0x9"},
         {[](wire_state& s, case_result&) { s.sp = 16; }, FLD_SP, "sp:"},
         {[](wire_state& s, case_result&) { s.nzcv = 0x40000000; }, FLD_NZCV, "nzcv:"},
         {[](wire_state& s, case_result&) { s.fpsr = 1; }, FLD_FPSR, "fpsr: oracle 0 ours 0x1"},
-        {[](wire_state& s, case_result&) { s.z[3][29] = 1; }, FLD_Z, "z3 lane 7 (4 bytes)"},
+        {[](wire_state& s, case_result&) { s.z[3][13] = 1; }, FLD_Z, "z3 lane 3 (4 bytes)"},
         {[](wire_state& s, case_result&) { s.p[2][1] = 0x20; }, FLD_P, "p2 byte 13: oracle 0 ours 1"},
-        {[](wire_state& s, case_result&) { s.ffr[9] = 0x80; }, FLD_FFR, "ffr byte 79"},
+        {[](wire_state& s, case_result&) { s.ffr[PL - 1] = 0x80; }, FLD_FFR, ffr_last.c_str()},
         {[](wire_state&, case_result& u) { u.changes.push_back({100, 0}); }, FLD_MEM, "mem 0x10000064"},
     };
     for (const mutation& m : cases) {
