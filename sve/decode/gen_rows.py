@@ -160,9 +160,9 @@ def read_rows(path):
 def maps_in_order(rows):
     order, counts = [], {}
     for r in rows:
+        if r.map in counts and order[-1] != r.map:
+            sys.exit("rows.txt: the rows of map %s do not stand together" % r.map)
         if r.map not in counts:
-            if order and order[-1] != r.map and r.map in order:
-                sys.exit("rows.txt: the rows of map %s do not stand together" % r.map)
             order.append(r.map)
             counts[r.map] = 0
         counts[r.map] += 1
