@@ -6,12 +6,18 @@ include(GNUInstallDirs)
 if(TARGET memtrace_sve_utils)
   install(TARGETS memtrace_sve_utils LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endif()
-# The client library and the host layer it needs (AArch64 only).
+# The client library and the host layer it needs (AArch64 only). The client finds the trace
+# library beside itself wherever the installation is.
 if(TARGET memtrace_sve_640)
+  set_target_properties(memtrace_sve_640 PROPERTIES INSTALL_RPATH "$ORIGIN")
   install(TARGETS memtrace_sve_640 LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endif()
 if(TARGET sve_host)
   install(TARGETS sve_host LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+endif()
+# sve-exec runs single words; sve-run installs itself (tools/sve-run).
+if(TARGET sve-exec)
+  install(TARGETS sve-exec RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
 install(FILES ${SVE_ROOT}/include/sve_roi.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 # Documentation under the package's name, where Debian keeps it.
@@ -31,8 +37,9 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY
 string(CONCAT CPACK_PACKAGE_DESCRIPTION
     "A client library of a dynamic instrumentation framework that emulates the Scalable Vector "
     "Extension at a vector length of 640 bits, the companion library that writes memory traces "
-    "of the emulated loads and stores, the sve-trace reader of those traces and the sve_roi.h "
-    "header with the region-of-interest markers.")
+    "of the emulated loads and stores, the sve-run launcher, the sve-trace reader of those traces, "
+    "sve-exec, which runs single instruction words, and the sve_roi.h header with the "
+    "region-of-interest markers.")
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION devel)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)

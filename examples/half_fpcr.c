@@ -1,7 +1,8 @@
-// Half-precision vector arithmetic under every rounding mode and with the default NaN (FPCR.DN),
-// the exception flags read afterwards. The application writes FPCR natively; the emulated
-// instructions must follow what it wrote. (FPCR.FZ16 is left out: a processor without FP16, such
-// as the Cortex-A72, drops that bit from FPCR, so the live FPCR no longer holds it.)
+// Half-precision vector arithmetic under every rounding mode, with the default NaN (FPCR.DN) and
+// with half-precision flush-to-zero (FPCR.FZ16), the exception flags read afterwards. The
+// application writes FPCR natively; the emulated instructions must follow what it wrote. (FZ16
+// needs a processor with half-precision arithmetic: one without it, such as the Cortex-A72,
+// drops that bit from FPCR.)
 #include <arm_sve.h>
 #include <fenv.h>
 #include <stdint.h>
@@ -44,18 +45,22 @@ int main(void) {
     float nan;
     memcpy(&nan, &nan_bits, 4);
     a[7] = narrow(nan);                                // propagated, or the default NaN under DN
-    const uint64_t modes[] = {0, 1u << 22, 2u << 22, 3u << 22, 1u << 25, (2u << 22) | (1u << 25)};
-    const char* names[] = {"nearest", "plus", "minus", "zero", "dn", "minus+dn"};
+    a[8] = narrow(0x1p-10f);                           // the product with 0.0001 is subnormal: zero under FZ16
+    a[9] = narrow(0x1p-20f); b[9] = narrow(0x1p-3f);   // a subnormal operand: read as zero under FZ16
+    const uint64_t modes[] = {0, 1u << 22, 2u << 22, 3u << 22, 1u << 25, (2u << 22) | (1u << 25), 1u << 19,
+                              (1u << 19) | (1u << 22)};
+    const char* names[] = {"nearest", "plus", "minus", "zero", "dn", "minus+dn", "fz16", "fz16+plus"};
+    const int n_modes = (int)(sizeof modes / sizeof modes[0]);
     uint64_t saved = fpcr_read();
-    for (int m = 0; m < 6; m++) {
+    for (int m = 0; m < n_modes; m++) {
         feclearexcept(FE_ALL_EXCEPT);
         fpcr_write(modes[m]);
         kernels();
         fpcr_write(saved);
         int f = fetestexcept(FE_ALL_EXCEPT);
-        printf("%-10s div=%08x mul=%08x fma=%08x div[0]=%04x mul[5]=%04x fma[6]=%04x mul[7]=%04x flags%s%s%s%s%s\n", names[m],
+        printf("%-10s div=%08x mul=%08x fma=%08x div[0]=%04x mul[5]=%04x fma[6]=%04x mul[7]=%04x mul[8]=%04x div[9]=%04x flags%s%s%s%s%s\n", names[m],
                hash(r_div, sizeof r_div), hash(r_mul, sizeof r_mul), hash(r_fma, sizeof r_fma), bits(r_div[0]),
-               bits(r_mul[5]), bits(r_fma[6]), bits(r_mul[7]), f & FE_INEXACT ? " inexact" : "", f & FE_UNDERFLOW ? " underflow" : "",
+               bits(r_mul[5]), bits(r_fma[6]), bits(r_mul[7]), bits(r_mul[8]), bits(r_div[9]), f & FE_INEXACT ? " inexact" : "", f & FE_UNDERFLOW ? " underflow" : "",
                f & FE_OVERFLOW ? " overflow" : "", f & FE_DIVBYZERO ? " divbyzero" : "", f & FE_INVALID ? " invalid" : "");
     }
     return 0;

@@ -48,6 +48,9 @@ struct emitter {
     // ldr/str of a 64-bit register at an 8-byte aligned offset below 32 KiB
     void ldr_x(uint32_t t, uint32_t n, uint32_t off) { put(0xF9400000u | ((off / 8) << 10) | (n << 5) | t); }
     void str_x(uint32_t t, uint32_t n, uint32_t off) { put(0xF9000000u | ((off / 8) << 10) | (n << 5) | t); }
+    // stur/ldur of a 64-bit register at a small negative offset
+    void stur_x(uint32_t t, uint32_t n, int off) { put(0xF8000000u | ((uint32_t(off) & 0x1FF) << 12) | (n << 5) | t); }
+    void ldur_x(uint32_t t, uint32_t n, int off) { put(0xF8400000u | ((uint32_t(off) & 0x1FF) << 12) | (n << 5) | t); }
     void mov_imm64(uint32_t d, uint64_t v) {
         put(0xD2800000u | (uint32_t(v & 0xFFFF) << 5) | d);  // movz
         for (uint32_t hw = 1; hw < 4; hw++) put(0xF2800000u | (hw << 21) | (uint32_t((v >> (16 * hw)) & 0xFFFF) << 5) | d);
@@ -94,13 +97,11 @@ int host_encode_element(const instr_t* in, const host_code_env& env, uint32_t* o
     case OP_host_save_slot: {
         int r = num(in->src[0].reg);
         if (r < 0 || r == 31) return -1;
-        uint32_t s = uint32_t(r) == X16 ? X17 : X16;  // a scratch register, kept on the stack
-        e.put(0xD10043FFu);                           // sub sp, sp, #16
-        e.str_x(s, SP, 0);
+        uint32_t s = uint32_t(r) == X16 ? X17 : X16;  // a scratch register, kept below sp meanwhile
+        e.stur_x(s, SP, -HOST_SCRATCH_BELOW_SP);
         e.thread_block(s, env);
         e.str_x(uint32_t(r), s, slots + 8 * uint32_t(in->src[1].value));
-        e.ldr_x(s, SP, 0);
-        e.put(0x910043FFu);  // add sp, sp, #16
+        e.ldur_x(s, SP, -HOST_SCRATCH_BELOW_SP);
         return e.n;
     }
     case OP_host_restore_slot:
@@ -125,10 +126,29 @@ int host_encode_element(const instr_t* in, const host_code_env& env, uint32_t* o
         return e.n;
     }
     case OP_host_call: {
+        // The arguments, then the record's FPCR brought up to date, then the call on the
+        // thread's emulator stack (unless sp is on it already), with the old sp and the word's
+        // address (x1) at the top of the new frame. x14 to x17 are free: the sequence has saved
+        // every register, and the call clobbers them anyway.
         if (in->nsrc > 7) return -1;
         for (int i = 1; i < in->nsrc; i++) e.mov_imm64(uint32_t(i - 1), uint64_t(in->src[i].value));
+        e.thread_block(X16, env);
+        e.ldr_x(15, X16, offsetof(host_thread, fpcr_field));
+        e.put(0xB400006Fu);  // cbz x15, +3
+        e.put(0xD53B440Eu);  // mrs x14, fpcr
+        e.put(0xB90001EEu);  // str w14, [x15]
+        e.ldr_x(X16, X16, offsetof(host_thread, emu_top));
+        e.put(add_imm(X17, SP, 0, false));  // mov x17, sp
+        e.put(0xB40000B0u);                 // cbz x16, +5
+        e.put(0xCB11020Fu);                 // sub x15, x16, x17
+        e.put(0xF14001FFu | uint32_t(HOST_EMULATOR_STACK_BYTES >> 12) << 10);  // cmp x15, #bytes
+        e.put(0x54000043u);                 // b.lo +2: on the emulator stack already
+        e.put(add_imm(SP, X16, 0, false));  // mov sp, x16
+        e.put(0xA9BF07F1u);                 // stp x17, x1, [sp, #-16]!
         e.mov_imm64(X16, uint64_t(in->src[0].value));
         e.put(0xD63F0200u);  // blr x16
+        e.ldr_x(X17, SP, 0);
+        e.put(add_imm(SP, X17, 0, false));  // mov sp, x17
         return e.n;
     }
     case OP_add: {

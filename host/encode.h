@@ -13,7 +13,19 @@ struct host_code_env {
 };
 
 // Largest number of words one element can take.
-constexpr int HOST_MAX_ELEMENT_WORDS = 32;
+constexpr int HOST_MAX_ELEMENT_WORDS = 48;
+
+// Each thread's emulator stack: the emulation call of the patch stage runs on it, and it is the
+// thread's alternate signal stack, so the trap stage runs there too. Sized for the generic tier
+// with room for signal frames and the program's handlers (SVE_HOST_LOG=1 reports the deepest use).
+constexpr uint64_t HOST_EMULATOR_STACK_BYTES = uint64_t(256) << 10;
+static_assert(HOST_EMULATOR_STACK_BYTES % 4096 == 0 && HOST_EMULATOR_STACK_BYTES < (uint64_t(1) << 24),
+              "the call compares against it as a 12-bit immediate shifted by 12");
+
+// Saving a spill slot needs one register free to address the thread's block, and AArch64 has no
+// store without a base register: the scratch register waits this far below sp for four
+// instructions, beyond the vector a program may keep just below sp.
+constexpr int HOST_SCRATCH_BELOW_SP = 256;
 
 // Encodes one element of a sequence into `out`. Returns the number of words, or -1 for an
 // element that the patch stage cannot encode (the word then stays with the trap stage).

@@ -46,6 +46,11 @@ struct host_thread {
     void* tls[HOST_TLS_FIELDS];
     bool initialised;
     bool exited;
+    // The emulation call of the patch stage reads these three.
+    uint32_t* fpcr_field;  // where the thread's record keeps FPCR, or null
+    uintptr_t emu_top;     // top of the thread's emulator stack, 0 without one
+    uintptr_t emu_base;
+    uintptr_t trap_pc;     // the SVE word that the trap stage is carrying out, else 0
 };
 
 // An instruction list of `n` application words at `pc`, decoded as far as the client needs.

@@ -1,6 +1,7 @@
 // The SVE emulation client: start-up and shut-down, per-thread state records, the block event
 // that replaces each SVE word by an inline save / call / reload sequence, and the run-time entry
-// that the sequence calls.
+// that the sequence calls. With SVE_STATS set it also counts the emulated instructions
+// (stats.h).
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -10,6 +11,7 @@
 #include "drmgr.h"
 #include "drreg.h"
 #include "droption.h"
+#include "sve/client/stats.h"
 #include "sve/core/sve_emulator.h"
 #include "sve/memory/trace.h"
 
@@ -26,6 +28,7 @@ __attribute__((visibility("default"))) int _USES_DR_VERSION_ = 701;
 }
 
 static int tls_idx = -1;
+static int stats_tls_idx = -1;  // the thread's stats_thread, when counting
 
 static dr_emit_flags_t event_instruction_change(void* drcontext, void* tag, instrlist_t* bb, bool for_trace,
                                                 bool translating);
@@ -47,6 +50,8 @@ static void emulate_instruction(uint32_t word, unsigned char* pc, sve_handler_t 
         std::memcpy(&at_pc, pc, sizeof at_pc);
         std::fprintf(stderr, "Error: failed to emulate SVE instruction 0x%08x at PC %p\n", at_pc, (void*)pc);
     }
+    if (stats_enabled)
+        stats_count(static_cast<stats_thread*>(drmgr_get_tls_field(drcontext, stats_tls_idx)), state->pc, word);
     dr_write_saved_reg(drcontext, SPILL_SLOT_2, state->x[26]);
     dr_write_saved_reg(drcontext, SPILL_SLOT_3, state->x[27]);
     dr_write_saved_reg(drcontext, SPILL_SLOT_4, state->x[28]);
@@ -55,12 +60,25 @@ static void emulate_instruction(uint32_t word, unsigned char* pc, sve_handler_t 
 static void event_thread_init(void* drcontext) {
     void* record = dr_thread_alloc(drcontext, sizeof(cpu_state));
     if (!drmgr_set_tls_field(drcontext, tls_idx, record)) SVE_CLIENT_ASSERT(false, "");
+    if (stats_enabled) {
+        auto* table = static_cast<stats_thread*>(dr_thread_alloc(drcontext, sizeof(stats_thread)));
+        SVE_CLIENT_ASSERT(table != nullptr, "");
+        std::memset(table, 0, sizeof *table);
+        stats_thread_start(table);
+        if (!drmgr_set_tls_field(drcontext, stats_tls_idx, table)) SVE_CLIENT_ASSERT(false, "");
+    }
 }
 
 static void event_thread_exit(void* drcontext) {
     void* data = drmgr_get_tls_field(drcontext, tls_idx);
     SVE_CLIENT_ASSERT(data != __null, "");
     dr_thread_free(drcontext, data, sizeof(cpu_state));
+    if (stats_enabled) {
+        auto* table = static_cast<stats_thread*>(drmgr_get_tls_field(drcontext, stats_tls_idx));
+        SVE_CLIENT_ASSERT(table != nullptr, "");
+        stats_thread_end(table);
+        dr_thread_free(drcontext, table, sizeof(stats_thread));
+    }
 }
 
 static void event_exit() {
@@ -69,6 +87,7 @@ static void event_exit() {
     if (!drmgr_unregister_bb_app2app_event(event_instruction_change)) SVE_CLIENT_ASSERT(false, "");
     if (drreg_exit() != DRREG_SUCCESS) SVE_CLIENT_ASSERT(false, "");
     drmgr_exit();
+    if (stats_enabled) stats_finish();
 }
 
 extern "C" __attribute__((visibility("default"))) void dr_client_main(client_id_t, int argc, const char* argv[]) {
@@ -79,6 +98,10 @@ extern "C" __attribute__((visibility("default"))) void dr_client_main(client_id_
         dr_fprintf(our_stderr, "SVE emulation client usage error: %s\n", parse_err.c_str());
         dr_abort();
     }
+    if (!stats_configure(parse_err)) {
+        dr_fprintf(our_stderr, "SVE emulation client usage error: %s\n", parse_err.c_str());
+        dr_abort();
+    }
     if (!drmgr_init()) SVE_CLIENT_ASSERT(false, "");
     drmgr_register_thread_init_event(event_thread_init);
     drmgr_register_thread_exit_event(event_thread_exit);
@@ -86,6 +109,10 @@ extern "C" __attribute__((visibility("default"))) void dr_client_main(client_id_
     if (!drmgr_register_bb_app2app_event(event_instruction_change, &priority)) SVE_CLIENT_ASSERT(false, "");
     tls_idx = drmgr_register_tls_field();
     if (tls_idx == -1) SVE_CLIENT_ASSERT(false, "");
+    if (stats_enabled) {
+        stats_tls_idx = drmgr_register_tls_field();
+        if (stats_tls_idx == -1) SVE_CLIENT_ASSERT(false, "");
+    }
     if (!sve_init(0, dr_get_application_name())) SVE_CLIENT_ASSERT(false, "");
     dr_log(nullptr, 0xFFFFFF, 1, "SVE client initializing\n");
 }

@@ -12,6 +12,9 @@ namespace {
 // The expected words below assume this layout of the per-thread block.
 static_assert(offsetof(host_thread, slots) == 0);
 static_assert(offsetof(host_thread, tls) == 72);
+static_assert(offsetof(host_thread, fpcr_field) == 144);
+static_assert(offsetof(host_thread, emu_top) == 152);
+static_assert(HOST_EMULATOR_STACK_BYTES == 64 << 12);
 
 opnd_t X27(int disp, opnd_size_t size) { return opnd_create_base_disp(DR_REG_X27, DR_REG_NULL, 0, disp, size); }
 opnd_t R(int r) { return opnd_create_reg(reg_id_t(r)); }
@@ -62,7 +65,7 @@ TEST(Encode, ElementsMatchTheAssembler) {
         {"restore x27 from slot 9", meta(OP_host_restore_slot, {R(DR_REG_X27)}, {imm(9)}),
          {0xd53bd05b, 0x9140077b, 0x9100437b, 0xf940277b}},
         {"save x26 to slot 1", meta(OP_host_save_slot, {}, {R(DR_REG_X26), imm(1)}),
-         {0xd10043ff, 0xf90003f0, 0xd53bd050, 0x91400610, 0x91004210, 0xf900061a, 0xf94003f0, 0x910043ff}},
+         {0xf81003f0, 0xd53bd050, 0x91400610, 0x91004210, 0xf900061a, 0xf85003f0}},
         {"markers take no code", meta(OP_host_emulation_start, {}, {imm(0)}), {}},
         // No encoding: misaligned or out-of-range displacements, other opcodes.
         {"str x26, [x27, #250]", instr_create_1dst_1src(nullptr, OP_str, X27(250, OPSZ_8), R(DR_REG_X26)), {}},
@@ -83,18 +86,25 @@ TEST(Encode, ElementsMatchTheAssembler) {
     }
 }
 
-TEST(Encode, CallLoadsArgumentsAndCallee) {
+// The call: arguments, the record's FPCR from the live one, the switch to the emulator stack
+// unless sp is on it already, the old sp and the word's address at the top, the callee, and back.
+TEST(Encode, CallRunsOnTheEmulatorStack) {
     instr_t* call = meta(OP_host_call, {}, {opnd_create_immed_int(0x0000123456789ABCll, OPSZ_8), imm(0x2520C065),
                                             opnd_create_immed_int(0x400000, OPSZ_8)});
+    const std::vector<uint32_t> expected = {
+        0xd2980ca0, 0xf2a4a400, 0xf2c00000, 0xf2e00000,  // mov x0, #0x2520c065
+        0xd2800001, 0xf2a00801, 0xf2c00001, 0xf2e00001,  // mov x1, #0x400000
+        0xd53bd050, 0x91400210, 0x91000210,              // x16 = the thread's block
+        0xf9404a0f, 0xb400006f, 0xd53b440e, 0xb90001ee,  // ldr x15, [x16, #144]; cbz x15, 1f; mrs x14, fpcr; str w14, [x15]
+        0xf9404e10, 0x910003f1, 0xb40000b0,              // 1: ldr x16, [x16, #152]; mov x17, sp; cbz x16, 2f
+        0xcb11020f, 0xf14101ff, 0x54000043, 0x9100021f,  // sub x15, x16, x17; cmp x15, #64, lsl #12; b.lo 2f; mov sp, x16
+        0xa9bf07f1,                                      // 2: stp x17, x1, [sp, #-16]!
+        0xd2935790, 0xf2aacf10, 0xf2c24690, 0xf2e00010,  // mov x16, #0x123456789abc
+        0xd63f0200, 0xf94003f1, 0x9100023f,              // blr x16; ldr x17, [sp]; mov sp, x17
+    };
     uint32_t out[HOST_MAX_ELEMENT_WORDS];
-    ASSERT_EQ(host_encode_element(call, {0}, out), 13);
-    // movz x0, #0xc065; movk x0, #0x2520, lsl #16; movk x0, #0, lsl #32; movk x0, #0, lsl #48
-    EXPECT_EQ(out[0], 0xd2980ca0u);
-    EXPECT_EQ(out[1], 0xf2a4a400u);
-    EXPECT_EQ(out[4], 0xd2800001u);  // movz x1, #0
-    EXPECT_EQ(out[5], 0xf2a00801u);  // movk x1, #0x40, lsl #16
-    EXPECT_EQ(out[8], 0xd2935790u);  // movz x16, #0x9abc
-    EXPECT_EQ(out[12], 0xd63f0200u);  // blr x16
+    ASSERT_EQ(host_encode_element(call, {0}, out), int(expected.size()));
+    for (size_t i = 0; i < expected.size(); i++) EXPECT_EQ(out[i], expected[i]) << "word " << i;
 }
 
 TEST(Encode, BranchesWithinReach) {

@@ -7,9 +7,14 @@ import sys
 
 data = open(sys.argv[1], "rb").read()
 assert data[:8] == b"SVETRACE", "bad magic"
-header_size, vl, rec_size = struct.unpack_from("<III", data, 12)
+version, header_size, vl, rec_size = struct.unpack_from("<IIII", data, 8)
 assert vl == 80 and rec_size == 48, (vl, rec_size)
-recs = [struct.unpack_from("<QIIiIQQQ", data, off) for off in range(header_size, len(data) - 47, 48)]
+end = len(data) - 47
+if version >= 2:  # the header counts the record slots; the file may be longer
+    end = header_size + 48 * struct.unpack_from("<Q", data, 32)[0]
+slots = [struct.unpack_from("<QIIiIQQQ", data, off) for off in range(header_size, end, 48)]
+# Leave out slots never written (all zero) and the thread record of version 2.
+recs = [r for r in slots if (r[0], r[1]) != (0, 0) and r[1] != 0xFFFFFFFD]
 errors = []
 def check(cond, what):
     if not cond:

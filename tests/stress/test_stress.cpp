@@ -16,7 +16,7 @@
 #include <thread>
 #include <vector>
 
-#include "companion/trace_file.h"
+#include "tools/sve-trace/trace_stream.h"
 #include "sve/decode/sve_emulator.h"
 #include "sve/trace/trace.h"
 #include "tests/support/state_util.h"
@@ -197,24 +197,30 @@ TEST(Stress, ThreadsEmulateFaultAndTraceAtOnce) {
 
     for (const thread_report& r : reps) EXPECT_EQ(r.errors, 0) << "thread " << r.tid << ": " << r.first;
 
-    sve_trace_contents c;
+    sve_trace::trace_contents c;
     std::string error;
-    ASSERT_TRUE(read_trace_file(path.c_str(), c, error)) << error;
+    ASSERT_TRUE(sve_trace::read_trace_file(path.c_str(), c, error)) << error;
     std::remove(path.c_str());
-    std::map<uint32_t, uint64_t> per_thread;
+    // Memory records, markers and thread records by the thread they belong to.
+    std::map<uint32_t, uint64_t> per_thread, starts, stops, announced;
     std::set<uint64_t> counts;
-    int starts = 0, stops = 0;
     for (const sve_mem_ref_t& m : c.records) {
+        if (sve_trace::is_thread_record(m)) {
+            announced[sve_trace::record_thread(m)]++;
+            continue;
+        }
         EXPECT_TRUE(counts.insert(m.count).second) << "count " << m.count << " twice";
-        if (m.thread_id == 0xFFFFFFFFu) starts++;
-        else if (m.thread_id == 0xFFFFFFFEu) stops++;
+        if (sve_trace::is_start(m)) starts[sve_trace::record_thread(m)]++;
+        else if (sve_trace::is_stop(m)) stops[sve_trace::record_thread(m)]++;
         else per_thread[m.thread_id]++;
     }
-    EXPECT_EQ(starts, THREADS / 2);
-    EXPECT_EQ(stops, THREADS / 2);
-    for (const thread_report& r : reps)
+    for (const thread_report& r : reps) {
         EXPECT_EQ(per_thread[r.tid], r.traced ? r.records : 0) << "thread " << r.tid;
-    uint64_t expected = THREADS;  // the markers
+        EXPECT_EQ(starts[r.tid], r.traced ? 1u : 0u) << "thread " << r.tid;
+        EXPECT_EQ(stops[r.tid], r.traced ? 1u : 0u) << "thread " << r.tid;
+        EXPECT_EQ(announced[r.tid], r.traced ? 1u : 0u) << "thread " << r.tid;
+    }
+    uint64_t expected = THREADS + THREADS / 2;  // the markers and the tracing threads' records
     for (const thread_report& r : reps) expected += r.traced ? r.records : 0;
     EXPECT_EQ(c.records.size(), expected);
 }

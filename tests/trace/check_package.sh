@@ -13,12 +13,14 @@ fail() { echo "package check: $*"; exit 1; }
 [ "$(dpkg-deb -f "$deb" Architecture)" = "$arch" ] || fail "architecture is $(dpkg-deb -f "$deb" Architecture)"
 dpkg-deb -c "$deb" >"$out/contents"
 for f in ./usr/bin/sve-trace ./usr/include/sve_roi.h ./usr/lib/libmemtrace_sve_utils.so \
-         ./usr/share/doc/sve-emulator/trace-format.md; do
+         ./usr/share/doc/sve-emulator/trace-format.md ./usr/share/sve-emulator/python/sve_trace.py; do
   grep -q " $f\$" "$out/contents" || fail "$f missing from $deb"
 done
 # The client library, in the configurations that build it.
 if [ "$client" = 1 ]; then
-  grep -q " ./usr/lib/libmemtrace_sve_640.so\$" "$out/contents" || fail "client library missing from $deb"
+  for f in ./usr/lib/libmemtrace_sve_640.so ./usr/bin/sve-run ./usr/bin/sve-exec; do
+    grep -q " $f\$" "$out/contents" || fail "$f missing from $deb"
+  done
 fi
 # Nothing of the tests or the build tree.
 if grep -E 'gtest|gmock|test_' "$out/contents"; then fail "test files in $deb"; fi

@@ -9,7 +9,7 @@
 #include <sstream>
 
 #include "tests/trace/trace_util.h"
-#include "tools/sve-trace/elf_symbols.h"
+#include "tools/elf_symbols/elf_symbols.h"
 
 using namespace trace_test;
 using namespace sve_trace;
@@ -106,15 +106,28 @@ TEST(TraceElf, SummaryNamesFunctions) {
         if (u.give_base) args.insert(args.end(), {"--base", std::to_string(u.bias)});
         run_result r = run_tool(args);
         ASSERT_EQ(r.status, 0) << r.err;
-        std::string line1 = std::string(hex(k + 4)) + "           2             120               0  sve_kernel+0x4";
-        std::string line2 = std::string(hex(k + 8)) + "           1               0              16  sve_kernel+0x8";
-        std::string line3 = std::string(hex(k)) + "           1               8               0  sve_kernel\n";
+        // Patterns: k + 4 steps from 0x1000 to 0x2000, the others have one record each.
+        std::string line1 = std::string(hex(k + 4)) + "           2             120               0  stride 4096   "
+                                                      "  sve_kernel+0x4";
+        std::string line2 = std::string(hex(k + 8)) + "           1               0              16  -             "
+                                                      "  sve_kernel+0x8";
+        std::string line3 = std::string(hex(k)) + "           1               8               0  -             "
+                                                  "  sve_kernel\n";
         EXPECT_NE(r.out.find(line1), std::string::npos) << u.leaf << "\n" << r.out;
         EXPECT_NE(r.out.find(line2), std::string::npos) << u.leaf << "\n" << r.out;
         EXPECT_NE(r.out.find(line3), std::string::npos) << u.leaf << "\n" << r.out;
         EXPECT_LT(r.out.find(line1), r.out.find(line2)) << "sorted by traffic";
         EXPECT_LT(r.out.find(line2), r.out.find(line3)) << "sorted by traffic";
         EXPECT_EQ(r.out.find("loaded at") != std::string::npos, u.bias != 0) << r.out;
+        // The cache model names them the same way; k + 4 touches lines 0x40 and 0x41 (80 bytes
+        // at 0x1000) and 0x80 (40 bytes at 0x2000), all for the first time.
+        args[0] = "cache";
+        run_result k2 = run_tool(args);
+        ASSERT_EQ(k2.status, 0) << k2.err;
+        EXPECT_NE(k2.out.find(std::string(hex(k + 4)) + "             3             3  100.00%"), std::string::npos)
+            << k2.out;
+        EXPECT_NE(k2.out.find("sve_kernel+0x4\n"), std::string::npos) << k2.out;
+        EXPECT_NE(k2.out.find("sve_kernel+0x8\n"), std::string::npos) << k2.out;
         unlink(path.c_str());
     }
 }

@@ -18,21 +18,6 @@ namespace {
 
 constexpr uint32_t TA = 0x1111AAAA, TB = 0x2222BBBB;  // two threads
 
-// The figures of the row of a summary table whose first column is `key`.
-std::vector<std::string> row_of(const std::string& out, const std::string& section, const std::string& key) {
-    bool in = false;
-    for (const std::string& l : lines(out)) {
-        if (l == section) in = true;
-        else if (l.empty()) in = false;
-        if (!in) continue;
-        std::istringstream ws(l);
-        std::vector<std::string> f;
-        for (std::string w; ws >> w;) f.push_back(w);
-        if (!f.empty() && f[0] == key) return f;
-    }
-    return {};
-}
-
 std::string field(const std::string& out, const std::string& label) {
     for (const std::string& l : lines(out))
         if (l.rfind(label, 0) == 0) return l.substr(l.find_first_not_of(' ', label.size()));
@@ -65,21 +50,31 @@ TEST(TraceTool, BadInputsGiveOneLineAndAStatus) {
         {"another format", {"dump", "@"}, "\x7f" "ELF\2\1\1\0 some program, not a trace at all.........", false, 1,
          "not a trace file (bad magic)"},
         {"short other format", {"dump", "@"}, "hello\n", false, 1, "bad magic"},
-        {"another version", {"plot", "@", "-o", "x.svg"}, trace_bytes(two, "app", 2), false, 1,
-         "trace format version 2, this tool reads version 1"},
+        {"another version", {"plot", "@", "-o", "x.svg"}, trace_bytes(two, "app", 3), false, 1,
+         "trace format version 3, this tool reads versions 1 to 2"},
         {"another record size", {"dump", "@"}, trace_bytes(two, "app", 1, 40), false, 1, "records of 40 bytes"},
         {"corrupt header", {"dump", "@"}, bad_name_len, false, 1, "corrupt header"},
         {"unknown command", {"show", "@"}, good, false, 2, "unknown command 'show'"},
         {"unknown option", {"summary", "@", "--bin", "x"}, good, false, 2, "unknown option '--bin' for summary"},
-        {"option of another command", {"dump", "@", "--region", "1"}, good, false, 2, "unknown option '--region'"},
+        {"option of another command", {"dump", "@", "--binary", "x"}, good, false, 2, "unknown option '--binary'"},
+        {"option of another command", {"summary", "@", "--l1", "32K:8:64"}, good, false, 2, "unknown option '--l1'"},
         {"missing value", {"summary", "@", "--binary"}, good, false, 2, "option '--binary' needs a value"},
         {"not a number", {"plot", "@", "-o", "x.svg", "--region", "two"}, good, false, 2, "needs a number"},
         {"region 0", {"plot", "@", "-o", "x.svg", "--region", "0"}, good, false, 2, "numbered from 1"},
         {"plot without output", {"plot", "@"}, good, false, 2, "plot needs an output file"},
         {"no file", {"summary"}, good, false, 2, "summary needs a trace file"},
-        {"two files", {"dump", "@", "@"}, good, false, 2, "unexpected argument"},
         {"region out of range", {"plot", "@", "-o", "x.svg", "--region", "3"}, good, false, 1, "no region 3"},
         {"binary not ELF", {"summary", "@", "--binary", "@"}, good, false, 1, "not an ELF file"},
+        {"cache shape", {"cache", "@", "--l1", "64K:4"}, good, false, 2, "needs SIZE:WAYS:LINE"},
+        {"cache line", {"cache", "@", "--l1", "64K:4:48"}, good, false, 2, "power of two"},
+        {"cache sets", {"cache", "@", "--l2", "1000:4:64"}, good, false, 2, "multiple of WAYS * LINE"},
+        {"no first level", {"cache", "@", "--l1", "0"}, good, false, 2, "cache needs a first level"},
+        {"reuse line", {"reuse", "@", "--line", "48"}, good, false, 2, "--line needs a power of two"},
+        {"sort key", {"dump", "@", "--sort", "address"}, good, false, 2, "--sort takes count or file"},
+        {"plot view", {"plot", "@", "-o", "x.svg", "--view", "dots"}, good, false, 2, "--view takes points"},
+        {"empty zoom", {"plot", "@", "-o", "x.svg", "--from", "9", "--to", "3"}, good, false, 2, "an empty range"},
+        {"two files to dump", {"dump", "@", "@"}, good, false, 2, "unexpected argument"},
+        {"unknown thread", {"reuse", "@", "--thread", "7"}, good, false, 1, "no thread 7 (0x7)"},
     };
     for (const bad& b : cases) {
         std::string path = b.no_file ? temp_path("does_not_exist") : write_file("bad", b.bytes);
@@ -153,7 +148,7 @@ TEST(TraceTool, SummaryTotalsEqualTheFile) {
     EXPECT_EQ(field(r.out, "read"), std::to_string(rd) + " bytes in " + std::to_string(nrd) + " records");
     EXPECT_EQ(field(r.out, "written"), std::to_string(wr) + " bytes in " + std::to_string(nwr) + " records");
     EXPECT_EQ(field(r.out, "application"), "totals_app (pid 4242), vector length 80 bytes");
-    std::vector<std::string> region = row_of(r.out, "regions", "1");
+    std::vector<std::string> region = table_row(r.out, "regions", "1");
     ASSERT_EQ(region.size(), 6u);
     EXPECT_EQ(region[3], std::to_string(recs.size() - 2));
     EXPECT_EQ(region[4], std::to_string(rd));
@@ -199,17 +194,17 @@ TEST(TraceTool, SummarySplitsByRegionAndThread) {
     ASSERT_EQ(r.status, 0) << r.err;
     using row = std::vector<std::string>;
     // region, start, end, records, read bytes, written bytes
-    EXPECT_EQ(row_of(r.out, "regions", "1"), (row{"1", "10", "16", "5", "96", "48"}));
-    EXPECT_EQ(row_of(r.out, "regions", "2"), (row{"2", "30", "open", "2", "64", "40"}));
-    EXPECT_EQ(row_of(r.out, "regions", "none"), (row{"none", "-", "-", "1", "100", "0"}));
-    EXPECT_EQ(row_of(r.out, "threads", "0x1111aaaa"), (row{"0x1111aaaa", "5", "180", "56"}));
-    EXPECT_EQ(row_of(r.out, "threads", "0x2222bbbb"), (row{"0x2222bbbb", "3", "80", "32"}));
+    EXPECT_EQ(table_row(r.out, "regions", "1"), (row{"1", "10", "16", "5", "96", "48"}));
+    EXPECT_EQ(table_row(r.out, "regions", "2"), (row{"2", "30", "open", "2", "64", "40"}));
+    EXPECT_EQ(table_row(r.out, "regions", "none"), (row{"none", "-", "-", "1", "100", "0"}));
+    EXPECT_EQ(table_row(r.out, "threads", "0x1111aaaa"), (row{"0x1111aaaa", "5", "180", "56"}));
+    EXPECT_EQ(table_row(r.out, "threads", "0x2222bbbb"), (row{"0x2222bbbb", "3", "80", "32"}));
     // Threads by traffic: A (236 bytes) before B (112).
     EXPECT_LT(r.out.find("0x1111aaaa "), r.out.find("0x2222bbbb "));
-    EXPECT_EQ(row_of(r.out, "instructions by traffic (6 of 6)", "0x0000000000000408"),
-              (row{"0x0000000000000408", "1", "100", "0"}));
-    EXPECT_EQ(row_of(r.out, "instructions by traffic (6 of 6)", "0x0000000000000500"),
-              (row{"0x0000000000000500", "2", "80", "0"}));
+    EXPECT_EQ(table_row(r.out, "instructions by traffic (6 of 6)", "0x0000000000000408"),
+              (row{"0x0000000000000408", "1", "100", "0", "-"}));  // one record: no step
+    EXPECT_EQ(table_row(r.out, "instructions by traffic (6 of 6)", "0x0000000000000500"),
+              (row{"0x0000000000000500", "2", "80", "0", "stride", "512"}));  // 0x9200 - 0x9000
     unlink(path.c_str());
 }
 
@@ -251,7 +246,15 @@ TEST(TraceTool, FileOfTheCompanionLibrary) {
     unsetenv("SVE_TRACE_FILE");
     run_result r = run_tool({"summary", path});
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(field(r.out, "records"), "3002 (3000 memory, 2 markers)");
+    // Version 2: the companion adds a record for the thread, and the markers name it.
+    EXPECT_EQ(field(r.out, "records"), "3003 (3000 memory, 2 markers, 1 thread records)");
+    char self_hex[16];
+    std::snprintf(self_hex, sizeof self_hex, "0x%08x", self);
+    using row = std::vector<std::string>;
+    EXPECT_EQ(table_row(r.out, "threads", self_hex),
+              (row{self_hex, std::to_string(gettid()), "1", "3000", std::to_string(rd), std::to_string(wr)}));
+    EXPECT_EQ(table_row(r.out, "regions", "1"), (row{"1", self_hex, "1", "3002", "3000", std::to_string(rd),
+                                                  std::to_string(wr)}));
     EXPECT_EQ(field(r.out, "read"), std::to_string(rd) + " bytes in 2000 records");
     EXPECT_EQ(field(r.out, "written"), std::to_string(wr) + " bytes in 1000 records");
     EXPECT_EQ(field(r.out, "application"), "companion_app (pid " + std::to_string(getpid()) +

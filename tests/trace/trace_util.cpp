@@ -42,7 +42,10 @@ std::string trace_bytes(const std::vector<sve_mem_ref_t>& records, const std::st
         put(s, r.thread_id, 4);
         put(s, r.flags, 4);
         put(s, uint32_t(r.type), 4);
-        put(s, 0xA5A5A5A5u, 4);  // reserved: anything
+        uint32_t reserved = 0xA5A5A5A5u;
+        bool meta = r.thread_id == roi_start_id || r.thread_id == roi_stop_id || r.thread_id == trace_thread_id;
+        if (version >= 2 && meta) std::memcpy(&reserved, r.reserved, 4);
+        put(s, reserved, 4);
         put(s, r.size, 8);
         put(s, r.address, 8);
         put(s, r.pc, 8);
@@ -84,6 +87,20 @@ std::vector<std::string> lines(const std::string& text) {
     std::istringstream in(text);
     for (std::string l; std::getline(in, l);) v.push_back(l);
     return v;
+}
+
+std::vector<std::string> table_row(const std::string& out, const std::string& title, const std::string& key) {
+    bool in = false;
+    for (const std::string& l : lines(out)) {
+        if (l.rfind(title, 0) == 0) in = true;
+        else if (l.empty()) in = false;
+        if (!in) continue;
+        std::istringstream ws(l);
+        std::vector<std::string> f;
+        for (std::string w; ws >> w;) f.push_back(w);
+        if (!f.empty() && f[0] == key) return f;
+    }
+    return {};
 }
 
 }  // namespace trace_test

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -18,8 +19,20 @@ inline sve_mem_ref_t rec(uint64_t count, uint32_t thread, int type, uint64_t add
 }
 inline sve_mem_ref_t start(uint64_t count) { return rec(count, roi_start_id, 0, 0, 0, 0); }
 inline sve_mem_ref_t stop(uint64_t count) { return rec(count, roi_stop_id, 0, 0, 0, 0); }
+// Version 2: markers with the thread that sent them, and the record of a thread.
+inline sve_mem_ref_t with_thread(sve_mem_ref_t r, uint32_t thread) {
+    std::memcpy(r.reserved, &thread, 4);
+    return r;
+}
+inline sve_mem_ref_t start(uint64_t count, uint32_t thread) { return with_thread(start(count), thread); }
+inline sve_mem_ref_t stop(uint64_t count, uint32_t thread) { return with_thread(stop(count), thread); }
+inline sve_mem_ref_t thread_rec(uint32_t thread, uint64_t kernel_tid) {
+    return with_thread(rec(0, trace_thread_id, 0, 0, kernel_tid, 0), thread);
+}
 
-// The bytes of a trace file as the companion library writes it, built field by field.
+// The bytes of a trace file as the companion library writes it, built field by field. The
+// reserved field holds 0xA5A5A5A5 (anything: the reader must not look), except in the markers
+// and thread records of a version 2 file.
 std::string trace_bytes(const std::vector<sve_mem_ref_t>& records, const std::string& name = "app",
                         uint32_t version = 1, uint32_t record_bytes = 48, const char* magic = "SVETRACE");
 
@@ -34,6 +47,10 @@ struct run_result {
 run_result run_tool(const std::vector<std::string>& args);
 
 std::vector<std::string> lines(const std::string& text);
+
+// The words of the row whose first word is `key` in a table of the tool's output: the lines from
+// one that starts with `title` to the next empty line. Empty when there is none.
+std::vector<std::string> table_row(const std::string& out, const std::string& title, const std::string& key);
 std::string read_file(const std::string& path);
 
 }  // namespace trace_test

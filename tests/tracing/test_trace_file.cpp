@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "companion/trace_file.h"
+#include "tools/sve-trace/trace_stream.h"
 #include "sve/decode/sve_emulator.h"
 
 namespace {
@@ -35,14 +35,19 @@ TEST(TraceFile, RegionOfLoadsAndStores) {
     sve_exit();
     unsetenv("SVE_TRACE_FILE");
 
-    sve_trace_contents c;
+    sve_trace::trace_contents c;
     std::string error;
-    ASSERT_TRUE(read_trace_file(path.c_str(), c, error)) << error;
+    ASSERT_TRUE(sve_trace::read_trace_file(path.c_str(), c, error)) << error;
     unlink(path.c_str());
-    ASSERT_EQ(c.records.size(), 5u);
-    EXPECT_EQ(c.header.records, 5u);
     EXPECT_EQ(c.app_name, "trace_file_test");
+    EXPECT_EQ(c.header.version, 2u);
     const uint32_t self = uint32_t(uint64_t(pthread_self()));
+    // The thread announces itself first: its id and its kernel thread id.
+    ASSERT_EQ(c.records.size(), 6u);
+    ASSERT_TRUE(sve_trace::is_thread_record(c.records[0]));
+    EXPECT_EQ(sve_trace::record_thread(c.records[0]), self);
+    EXPECT_EQ(sve_trace::record_kernel_tid(c.records[0]), uint64_t(gettid()));
+    c.records.erase(c.records.begin());
     struct want {
         uint32_t thread;
         int32_t type;
@@ -66,6 +71,7 @@ TEST(TraceFile, RegionOfLoadsAndStores) {
             EXPECT_GT(r.count, c.records[i - 1].count) << i;
         }
     }
-    // A marker record has zero in its reserved bytes.
-    EXPECT_EQ(std::memcmp(c.records[0].reserved, "\0\0\0\0", 4), 0);
+    // Both markers name the thread that executed them.
+    EXPECT_EQ(sve_trace::record_thread(c.records[0]), self);
+    EXPECT_EQ(sve_trace::record_thread(c.records[4]), self);
 }

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <memory>
 
 namespace sve_trace {
 
@@ -57,9 +58,9 @@ bool open_trace(trace_stream& s, const char* path, std::string& error) {
         return false;
     }
     const sve_trace_header& h = s.header;
-    if (h.version != SVE_TRACE_VERSION) {
-        error = "trace format version " + std::to_string(h.version) + ", this tool reads version " +
-                std::to_string(SVE_TRACE_VERSION);
+    if (h.version < SVE_TRACE_VERSION_MIN || h.version > SVE_TRACE_VERSION) {
+        error = "trace format version " + std::to_string(h.version) + ", this tool reads versions " +
+                std::to_string(SVE_TRACE_VERSION_MIN) + " to " + std::to_string(SVE_TRACE_VERSION);
         return false;
     }
     if (h.record_bytes != sizeof(sve_mem_ref_t)) {
@@ -79,14 +80,28 @@ bool open_trace(trace_stream& s, const char* path, std::string& error) {
         return false;
     }
     s.app_name.assign(rest.data(), h.name_bytes);
+    if (h.version >= 2) {
+        // The header counts the slots; the file may be longer (room reserved by a writer that
+        // never finished), never shorter.
+        s.records = h.records;
+        s.records_known = true;
+    }
     if (regular) {
         s.file_bytes = uint64_t(st.st_size);
         uint64_t body = s.file_bytes - h.header_bytes;
-        s.records = body / sizeof(sve_mem_ref_t);
-        if (body % sizeof(sve_mem_ref_t) != 0) {
-            error = "truncated: " + plural(s.records, "whole record") + ", then a partial record of " +
-                    plural(body % sizeof(sve_mem_ref_t), "byte");
+        if (h.version >= 2 && body / sizeof(sve_mem_ref_t) < s.records) {
+            error = "truncated: the header counts " + plural(s.records, "record") + ", the file holds " +
+                    plural(body / sizeof(sve_mem_ref_t), "whole record");
             return false;
+        }
+        if (h.version < 2) {
+            s.records = body / sizeof(sve_mem_ref_t);
+            s.records_known = true;
+            if (body % sizeof(sve_mem_ref_t) != 0) {
+                error = "truncated: " + plural(s.records, "whole record") + ", then a partial record of " +
+                        plural(body % sizeof(sve_mem_ref_t), "byte");
+                return false;
+            }
         }
         s.progress = s.file_bytes >= PROGRESS_BYTES && isatty(2);
     }
@@ -106,26 +121,56 @@ bool rewind_trace(trace_stream& s, std::string& error) {
 
 size_t read_chunk(trace_stream& s, std::string& error) {
     s.started = true;
-    size_t bytes = std::fread(s.chunk, 1, sizeof s.chunk, s.file);
-    size_t n = bytes / sizeof(sve_mem_ref_t);
-    if (bytes % sizeof(sve_mem_ref_t) != 0 && std::feof(s.file)) {
-        // Only a stream of unknown size gets here: a regular file was checked at the start.
-        error = "truncated: " + plural(s.records_read + n, "whole record") + ", then a partial record of " +
-                plural(bytes % sizeof(sve_mem_ref_t), "byte");
-        return 0;
+    const size_t capacity = sizeof s.chunk / sizeof(sve_mem_ref_t);
+    for (;;) {
+        size_t want = capacity;
+        if (s.records_known && s.records - s.records_read < want) want = size_t(s.records - s.records_read);
+        if (want == 0) return 0;
+        size_t bytes = std::fread(s.chunk, 1, want * sizeof(sve_mem_ref_t), s.file);
+        size_t n = bytes / sizeof(sve_mem_ref_t);
+        if (bytes % sizeof(sve_mem_ref_t) != 0 && std::feof(s.file)) {
+            // Only a stream of unknown size gets here: a regular file was checked at the start.
+            error = "truncated: " + plural(s.records_read + n, "whole record") + ", then a partial record of " +
+                    plural(bytes % sizeof(sve_mem_ref_t), "byte");
+            return 0;
+        }
+        if (bytes == 0 && std::ferror(s.file)) {
+            error = std::strerror(errno);
+            return 0;
+        }
+        if (n == 0 && s.records_known) {
+            error = "truncated: the header counts " + plural(s.records, "record") + ", the stream holds " +
+                    plural(s.records_read, "whole record");
+            return 0;
+        }
+        s.records_read += n;
+        show_progress(s);
+        size_t kept = 0;
+        for (size_t i = 0; i < n; i++)
+            if (!is_unwritten_slot(s.chunk[i])) s.chunk[kept++] = s.chunk[i];
+        if (kept || n == 0) return kept;
     }
-    if (bytes == 0 && std::ferror(s.file)) {
-        error = std::strerror(errno);
-        return 0;
-    }
-    s.records_read += n;
-    show_progress(s);
-    return n;
 }
 
 void close_trace(trace_stream& s) {
     if (s.file) std::fclose(s.file);
     s.file = nullptr;
+}
+
+bool read_trace_file(const char* path, trace_contents& out, std::string& error) {
+    error.clear();
+    std::unique_ptr<trace_stream> s(new trace_stream);  // its chunk is too big for a stack
+    bool ok = open_trace(*s, path, error);
+    if (ok) {
+        out.header = s->header;
+        out.app_name = s->app_name;
+        out.records.clear();
+        size_t n;
+        while ((n = read_chunk(*s, error)) > 0) out.records.insert(out.records.end(), s->chunk, s->chunk + n);
+        ok = error.empty();
+    }
+    close_trace(*s);
+    return ok;
 }
 
 }  // namespace sve_trace

@@ -1,4 +1,4 @@
-#include "tools/sve-trace/elf_symbols.h"
+#include "tools/elf_symbols/elf_symbols.h"
 
 #include <cxxabi.h>
 

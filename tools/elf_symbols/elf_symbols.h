@@ -1,5 +1,6 @@
-// Function names of an ELF64 little-endian program (the AArch64 application of a trace), read
-// from its .symtab and .dynsym without any library, on any host.
+// Function names of an ELF64 little-endian program or shared library (the AArch64 application of
+// a trace, the objects of a running process), read from its .symtab and .dynsym without any
+// library, on any host.
 #pragma once
 
 #include <cstdint>
