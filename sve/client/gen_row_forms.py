@@ -3,7 +3,8 @@
 
 gen_row_forms.py DECODE_ROWS OBJDUMP OUT
 
-Reads the rows of the decode row table (only the first three columns count: map, key, handler), makes a few instruction words of each row (its key with several operand patterns),
+Reads the rows of the decode row table (only the first three columns count: map, key,
+handler), makes a few instruction words of each row (its key with several operand patterns),
 disassembles them with the AArch64 objdump and turns register numbers into their kind and
 immediates into `#imm`: `ld1w {z.s}, p/z, [x, #imm, mul vl]`. A row whose words objdump does
 not know gets its handler name. OUT holds one C string per row, in the table's order.
@@ -23,12 +24,13 @@ PATTERNS = IRREGULAR + [0x00000000, 0xFFFFFFFF]
 
 
 def read_rows(path):
-    """(map, key, handler) of each row, in order; the maps in their first-seen order."""
+    """(map, key, handler) of each row of the table, in order; the maps in their first-seen order."""
     rows, maps = [], []
     for line in open(path):
-        fields = line.split()
-        if not fields or fields[0].startswith("#"):
+        line = line.strip()
+        if not line or line.startswith("#"):
             continue
+        fields = line.split()
         m, key, handler = fields[0], int(fields[1], 0), fields[2]
         if m not in maps:
             maps.append(m)

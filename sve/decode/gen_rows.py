@@ -160,9 +160,9 @@ def read_rows(path):
 def maps_in_order(rows):
     order, counts = [], {}
     for r in rows:
+        if r.map in counts and order[-1] != r.map:
+            sys.exit("rows.txt: the rows of map %s do not stand together" % r.map)
         if r.map not in counts:
-            if order and order[-1] != r.map and r.map in order:
-                sys.exit("rows.txt: the rows of map %s do not stand together" % r.map)
             order.append(r.map)
             counts[r.map] = 0
         counts[r.map] += 1
@@ -227,9 +227,10 @@ def gen_decode_maps(order, counts):
 
 
 def gen_handlers_h(rows):
-    out = [GENERATED, "// The handlers, one per decode row; gen_ names the generic counterpart of a specialised row.\n",
+    out = [GENERATED, "// The handlers, one per decode row; gen_ names the generic counterpart of a specialised row.\n"
+           "// They are reached through the decode maps and sve_rows only, and the library does not export them.\n",
            "#pragma once\n\n#include \"sve/core/cpu_state.h\"\n\n",
-           "namespace sve_handlers {\n"]
+           "#pragma GCC visibility push(hidden)\nnamespace sve_handlers {\n"]
     for fam in FAMILIES:
         out.append("\n// %s\n" % fam)
         for r in rows:
@@ -238,7 +239,7 @@ def gen_handlers_h(rows):
             out.append("aarch64_decode_rc %s(cpu_state* s, uint32_t w);\n" % r.name)
             if r.tier in "SF":
                 out.append("aarch64_decode_rc gen_%s(cpu_state* s, uint32_t w);\n" % r.name)
-    out.append("\n}  // namespace sve_handlers\n")
+    out.append("\n}  // namespace sve_handlers\n#pragma GCC visibility pop\n")
     return "".join(out)
 
 

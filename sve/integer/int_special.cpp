@@ -360,7 +360,7 @@ namespace {
 // Pd gets 1 at the first byte of each active element where OP holds, 0 elsewhere; b_chunk
 // gives the second operand of each 16-byte chunk.
 template <class T, class OP, class B>
-void compare_chunks(cpu_state* s, pr pd, pr pg, zr zn, B&& b_chunk) {
+[[gnu::always_inline]] inline void compare_chunks(cpu_state* s, pr pd, pr pg, zr zn, B&& b_chunk) {
     typedef typename vec_of<T>::type V;
     alignas(16) uint8_t tmp[SVE_VL_BYTES];
     const uint8_t* a = s->z[zn.num];
@@ -373,13 +373,12 @@ void compare_chunks(cpu_state* s, pr pd, pr pg, zr zn, B&& b_chunk) {
     std::memcpy(s->p[pd.num], tmp, SVE_VL_BYTES);
 }
 
-template <bool SIGNED, class OP>
-aarch64_decode_rc compare_zz(cpu_state* s, pr pd, pr pg, zr zn, zr zm) {
-    on_size<SIGNED>(pd.qual, [&](auto t) {
-        typedef typename vec_of<decltype(t)>::type V;
-        const uint8_t* b = s->z[zm.num];
-        compare_chunks<decltype(t), OP>(s, pd, pg, zn, [b](int c) { return vload<V>(b + 16 * c); });
-    });
+template <bool SIGNED, class OP, int ESZ>
+aarch64_decode_rc compare_zz_of(cpu_state* s, pr pd, pr pg, zr zn, zr zm) {
+    typedef elem_of_size<ESZ, SIGNED> T;
+    typedef typename vec_of<T>::type V;
+    const uint8_t* b = s->z[zm.num];
+    compare_chunks<T, OP>(s, pd, pg, zn, [b](int c) { return vload<V>(b + 16 * c); });
     return RC_DONE;
 }
 // The element, widened by its signedness, against the immediate: an immediate outside the
@@ -391,35 +390,41 @@ V splat(T x) {
     return v;
 }
 struct take_b { template <class V> static V f(V, V b) { return b; } };
-template <bool SIGNED, class OP>
-aarch64_decode_rc compare_zi(cpu_state* s, pr pd, pr pg, zr zn, int64_t imm) {
-    on_size<SIGNED>(pd.qual, [&](auto t) {
-        typedef decltype(t) T;
-        typedef typename vec_of<T>::type V;
-        W<T> lo = W<T>(std::numeric_limits<T>::min()), hi = W<T>(std::numeric_limits<T>::max()), w = W<T>(imm);
-        if (w < lo || w > hi) {
-            // every element lies on one side of the immediate
-            bool below = w < lo;
-            T edge = below ? std::numeric_limits<T>::min() : std::numeric_limits<T>::max();
-            bool holds = OP::f(W<T>(edge), w);
-            V k = splat<V>(T(holds ? 1 : 0));
-            compare_chunks<T, take_b>(s, pd, pg, zn, [k](int) { return k; });
-            return;
-        }
-        V k = splat<V>(T(imm));
-        compare_chunks<T, OP>(s, pd, pg, zn, [k](int) { return k; });
-    });
+template <bool SIGNED, class OP, int ESZ>
+aarch64_decode_rc compare_zi_of(cpu_state* s, pr pd, pr pg, zr zn, int64_t imm) {
+    typedef elem_of_size<ESZ, SIGNED> T;
+    typedef typename vec_of<T>::type V;
+    W<T> lo = W<T>(std::numeric_limits<T>::min()), hi = W<T>(std::numeric_limits<T>::max()), w = W<T>(imm);
+    if (w < lo || w > hi) {
+        // every element lies on one side of the immediate
+        bool below = w < lo;
+        T edge = below ? std::numeric_limits<T>::min() : std::numeric_limits<T>::max();
+        bool holds = OP::f(W<T>(edge), w);
+        V k = splat<V>(T(holds ? 1 : 0));
+        compare_chunks<T, take_b>(s, pd, pg, zn, [k](int) { return k; });
+        return RC_DONE;
+    }
+    V k = splat<V>(T(imm));
+    compare_chunks<T, OP>(s, pd, pg, zn, [k](int) { return k; });
     return RC_DONE;
 }
 }  // namespace
 
-#define DEF_CMP(cc, SIGNED, OP)                                                            \
-    aarch64_decode_rc sve_cmp##cc##_ppzz(cpu_state* s, pr pd, pr pg, zr zn, zr zm) {       \
-        return compare_zz<SIGNED, OP>(s, pd, pg, zn, zm);                                  \
-    }                                                                                      \
-    aarch64_decode_rc sve_cmp##cc##_ppzi(cpu_state* s, pr pd, pr pg, zr zn, int64_t imm) { \
-        return compare_zi<SIGNED, OP>(s, pd, pg, zn, imm);                                 \
-    }
+// Each compare for a run-time element size (Pd's), and for each size.
+#define DEF_CMP_FORM(name, SIGNED, OP, shape_of, last)                                                         \
+    aarch64_decode_rc name(cpu_state* s, pr pd, pr pg, zr zn, last b) {                                       \
+        return on_size<SIGNED>(pd.qual, [&](auto t) {                                                          \
+            return shape_of<SIGNED, OP, esize_code<decltype(t)>>(s, pd, pg, zn, b);                            \
+        });                                                                                                    \
+    }                                                                                                          \
+    template <int ESZ>                                                                                         \
+    aarch64_decode_rc name##_sized(cpu_state* s, pr pd, pr pg, zr zn, last b) {                               \
+        return shape_of<SIGNED, OP, ESZ>(s, pd, pg, zn, b);                                                    \
+    }                                                                                                          \
+    SIZED_INSTANCES(name, (cpu_state*, pr, pr, zr, last))
+#define DEF_CMP(cc, SIGNED, OP)                                       \
+    DEF_CMP_FORM(sve_cmp##cc##_ppzz, SIGNED, OP, compare_zz_of, zr)   \
+    DEF_CMP_FORM(sve_cmp##cc##_ppzi, SIGNED, OP, compare_zi_of, int64_t)
 DEF_CMP(eq, true, cmp_eq)
 DEF_CMP(ne, true, cmp_ne)
 DEF_CMP(ge, true, cmp_ge)

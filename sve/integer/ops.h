@@ -140,9 +140,9 @@ aarch64_decode_rc sve_asr_zpi(cpu_state* s, zr zdn, pr pg, unsigned count);
 aarch64_decode_rc sve_lsl_zzi(cpu_state* s, zr zd, zr zn, unsigned count);
 aarch64_decode_rc sve_asr_zzi(cpu_state* s, zr zd, zr zn, unsigned count);
 
-#define INT_DECL_CMP(cc)                                                           \
-    aarch64_decode_rc sve_cmp##cc##_ppzz(cpu_state* s, pr pd, pr pg, zr zn, zr zm); \
-    aarch64_decode_rc sve_cmp##cc##_ppzi(cpu_state* s, pr pd, pr pg, zr zn, int64_t imm);
+#define INT_DECL_CMP(cc)                                                \
+    INT_DECL_SIZED(sve_cmp##cc##_ppzz, pr pd, pr pg, zr zn, zr zm)      \
+    INT_DECL_SIZED(sve_cmp##cc##_ppzi, pr pd, pr pg, zr zn, int64_t imm)
 INT_DECL_CMP(eq) INT_DECL_CMP(ne) INT_DECL_CMP(ge) INT_DECL_CMP(gt) INT_DECL_CMP(le) INT_DECL_CMP(lt)
 INT_DECL_CMP(hs) INT_DECL_CMP(hi) INT_DECL_CMP(ls) INT_DECL_CMP(lo)
 
