@@ -49,8 +49,9 @@ struct emitter {
     void ldr_x(uint32_t t, uint32_t n, uint32_t off) { put(0xF9400000u | ((off / 8) << 10) | (n << 5) | t); }
     void str_x(uint32_t t, uint32_t n, uint32_t off) { put(0xF9000000u | ((off / 8) << 10) | (n << 5) | t); }
     // stur/ldur of a 64-bit register at a small negative offset
-    void stur_x(uint32_t t, uint32_t n, int off) { put(0xF8000000u | ((uint32_t(off) & 0x1FF) << 12) | (n << 5) | t); }
-    void ldur_x(uint32_t t, uint32_t n, int off) { put(0xF8400000u | ((uint32_t(off) & 0x1FF) << 12) | (n << 5) | t); }
+    // sp moved by a 12-bit immediate (no memory touched); sub is add with bit 30 set
+    void sub_sp(uint32_t imm) { put(add_imm(SP, SP, imm, false) | (1u << 30)); }
+    void add_sp(uint32_t imm) { put(add_imm(SP, SP, imm, false)); }
     void mov_imm64(uint32_t d, uint64_t v) {
         put(0xD2800000u | (uint32_t(v & 0xFFFF) << 5) | d);  // movz
         for (uint32_t hw = 1; hw < 4; hw++) put(0xF2800000u | (hw << 21) | (uint32_t((v >> (16 * hw)) & 0xFFFF) << 5) | d);
@@ -98,10 +99,12 @@ int host_encode_element(const instr_t* in, const host_code_env& env, uint32_t* o
         int r = num(in->src[0].reg);
         if (r < 0 || r == 31) return -1;
         uint32_t s = uint32_t(r) == X16 ? X17 : X16;  // a scratch register, kept below sp meanwhile
-        e.stur_x(s, SP, -HOST_SCRATCH_BELOW_SP);
+        e.sub_sp(HOST_SCRATCH_BELOW_SP);
+        e.str_x(s, SP, 0);
         e.thread_block(s, env);
         e.str_x(uint32_t(r), s, slots + 8 * uint32_t(in->src[1].value));
-        e.ldur_x(s, SP, -HOST_SCRATCH_BELOW_SP);
+        e.ldr_x(s, SP, 0);
+        e.add_sp(HOST_SCRATCH_BELOW_SP);
         return e.n;
     }
     case OP_host_restore_slot:

@@ -24,8 +24,11 @@ static_assert(HOST_EMULATOR_STACK_BYTES % 4096 == 0 && HOST_EMULATOR_STACK_BYTES
 
 // Saving a spill slot needs one register free to address the thread's block, and AArch64 has no
 // store without a base register: the scratch register waits this far below sp for four
-// instructions, beyond the vector a program may keep just below sp.
-constexpr int HOST_SCRATCH_BELOW_SP = 256;
+// instructions, beyond the largest vector a program may keep just below sp (256 bytes at 2048
+// bits) and a 128-byte red zone. sp itself moves down meanwhile (a multiple of 16 keeps it
+// aligned), since a store offset reaches only 256 bytes below it.
+constexpr int HOST_SCRATCH_BELOW_SP = 512;
+static_assert(HOST_SCRATCH_BELOW_SP % 16 == 0 && HOST_SCRATCH_BELOW_SP < 4096, "a 12-bit add/sub of sp");
 
 // Encodes one element of a sequence into `out`. Returns the number of words, or -1 for an
 // element that the patch stage cannot encode (the word then stays with the trap stage).

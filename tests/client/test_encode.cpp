@@ -65,7 +65,7 @@ TEST(Encode, ElementsMatchTheAssembler) {
         {"restore x27 from slot 9", meta(OP_host_restore_slot, {R(DR_REG_X27)}, {imm(9)}),
          {0xd53bd05b, 0x9140077b, 0x9100437b, 0xf940277b}},
         {"save x26 to slot 1", meta(OP_host_save_slot, {}, {R(DR_REG_X26), imm(1)}),
-         {0xf81003f0, 0xd53bd050, 0x91400610, 0x91004210, 0xf900061a, 0xf85003f0}},
+         {0xd10803ff, 0xf90003f0, 0xd53bd050, 0x91400610, 0x91004210, 0xf900061a, 0xf94003f0, 0x910803ff}},
         {"markers take no code", meta(OP_host_emulation_start, {}, {imm(0)}), {}},
         // No encoding: misaligned or out-of-range displacements, other opcodes.
         {"str x26, [x27, #250]", instr_create_1dst_1src(nullptr, OP_str, X27(250, OPSZ_8), R(DR_REG_X26)), {}},
