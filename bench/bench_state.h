@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "sve/core/cpu_state.h"
+#include "sve/decode/sve_emulator.h"
 
 struct bench_insn {
     const char* text;
@@ -50,4 +51,11 @@ inline void bench_state(cpu_state& s, const bench_insn& b, void* buffer) {
         }
     }
     for (uint32_t k = 0; k < SVE_VL_BYTES / 4; k++) std::memcpy(s.z[3] + 4 * k, &k, 4);
+}
+
+// The row of a handler (its tier and generic counterpart), or null.
+inline const sve_row_info* bench_row_of(sve_handler_t h) {
+    for (const sve_row_info& r : sve_rows)
+        if (r.handler == h) return &r;
+    return nullptr;
 }
