@@ -1,10 +1,20 @@
 /* Time of one instruction under the reference implementation: each instruction of the set runs
  * in a loop of 16 copies, from the same registers as the native benchmarks, and the time of
  * the same loop of nops is subtracted. Prints one line per instruction: nanoseconds, text.
- * Built for AArch64 with SVE; run under qemu-aarch64 -cpu max,sve-default-vector-length=80. */
+ * Built for AArch64 with SVE; run under qemu-aarch64 -cpu max,sve-default-vector-length=80,
+ * or under sve-run for the emulation's time.
+ *
+ *   oracle_bench [ITERATIONS]   the times (20000 iterations of each loop by default)
+ *   oracle_bench count          for an instruction counter: each loop once untimed (under
+ *                               sve-run its words trap and are patched there), then with 5 and
+ *                               with 15 iterations, each between calls of count_begin() and
+ *                               count_end(); the difference of the two is 10 iterations. Then
+ *                               prints the process's mappings (/proc/self/maps), which place
+ *                               the counted instructions in their libraries. */
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <time.h>
 
 static uint8_t buffer[64 << 10] __attribute__((aligned(64)));
@@ -51,7 +61,32 @@ static double seconds(void (*f)(long), long n) {
     return best;
 }
 
+__attribute__((noinline)) void count_begin(void) { __asm__ volatile("" ::: "memory"); }
+__attribute__((noinline)) void count_end(void) { __asm__ volatile("" ::: "memory"); }
+
+/* One counted call: the same code around both lengths, so that only the iterations differ. */
+__attribute__((noinline)) static void counted_call(void (*f)(long), long n) {
+    count_begin();
+    f(n);
+    count_end();
+}
+
+static void counted(void (*f)(long)) {
+    f(1);
+    counted_call(f, 5);
+    counted_call(f, 15);
+}
+
 int main(int argc, char** argv) {
+    if (argc > 1 && strcmp(argv[1], "count") == 0) {
+#define BENCH_INSN(text, word, kind) counted(run_##word);
+#include "bench/instructions.inc"
+#undef BENCH_INSN
+        FILE* maps = fopen("/proc/self/maps", "r");
+        char line[512];
+        while (maps && fgets(line, sizeof line, maps)) fputs(line, stdout);
+        return 0;
+    }
     long n = argc > 1 ? atol(argv[1]) : 20000;
     double base = seconds(run_nop, n);
 #define BENCH_INSN(text, word, kind) \

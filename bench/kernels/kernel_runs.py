@@ -13,6 +13,9 @@ NEON = QEMU + ["-cpu", "neoverse-n1"]
 # SIMD builds: sums in another order and multiply-adds fused in one build only move the last
 # bits of single precision results.
 FP_TOLERANCE = 1e-6
+# qemu's environment for a log with one "Trace" line per AArch64 instruction executed: one
+# instruction per translated block, no chaining of blocks, the log of every block executed.
+QEMU_TRACE_ENV = {"QEMU_SINGLESTEP": "1", "QEMU_LOG": "exec,nochain"}
 
 
 class Result:
@@ -65,8 +68,7 @@ def traced_lines(cmd, pattern, env=None, cwd=None):
     number of instructions executed in between, exactly, whatever ran there, and the log is
     never stored. Returns a list of (line number, function name)."""
     read, write = os.pipe()
-    env = dict(env or os.environ, QEMU_SINGLESTEP="1", QEMU_LOG="exec,nochain",
-               QEMU_LOG_FILENAME="/proc/self/fd/%d" % write)
+    env = dict(env or os.environ, **QEMU_TRACE_ENV, QEMU_LOG_FILENAME="/proc/self/fd/%d" % write)
     with tempfile.TemporaryFile("w+") as kept:  # a file, not a pipe: grep never waits for a reader
         grep = subprocess.Popen(["grep", "-n", "-E", r"\] (%s)$" % pattern], stdin=read, stdout=kept)
         os.close(read)
@@ -96,18 +98,4 @@ def region_lengths(lines):
         elif name == "count_end" and begin is not None:
             out.append(number - begin - 1)
             begin = None
-    return out
-
-
-def last_call_lengths(lines, prefix):
-    """For each function whose name starts with prefix: the instructions executed in its last
-    call, from its first instruction to the first instruction of the main program outside it
-    (everything it called in between included). lines as from traced_lines(); the function
-    must call nothing of the main program."""
-    out = {}
-    for i, (number, name) in enumerate(lines):
-        if name.startswith(prefix) and (i == 0 or lines[i - 1][1] != name):
-            start = number
-        if name.startswith(prefix) and i + 1 < len(lines) and lines[i + 1][1] != name:
-            out[name] = lines[i + 1][0] - start
     return out

@@ -42,11 +42,6 @@ class Parsing(unittest.TestCase):
         for lines, want in cases:
             self.assertEqual(kernel_runs.region_lengths(lines), want, lines)
 
-    def test_last_call_lengths(self):
-        lines = [(1, "main"), (2, "run_a"), (3, "run_a"), (9, "seconds"),
-                 (20, "run_a"), (21, "run_a"), (40, "seconds"), (50, "run_b"), (60, "main")]
-        self.assertEqual(kernel_runs.last_call_lengths(lines, "run_"), {"run_a": 20, "run_b": 10})
-
 
 class Agreement(unittest.TestCase):
     def test_cases(self):
@@ -70,13 +65,14 @@ class Agreement(unittest.TestCase):
 class Counting(unittest.TestCase):
     def test_loop_of_sixteen_plus_two(self):
         # oracle_bench's loops hold 16 copies of an instruction, subs and b.ne: natively (SVE
-        # under the reference) 18 instructions per iteration, whatever the instruction.
-        lengths = [kernel_runs.last_call_lengths(
-            kernel_runs.traced_lines(kernel_runs.REFERENCE + [ORACLE_BENCH, str(n)], r"\w+"), "run_")
-            for n in (4, 7)]
-        self.assertGreater(len(lengths[0]), 10)
-        for name, short in lengths[0].items():
-            self.assertEqual(lengths[1][name] - short, 3 * 18, name)
+        # under the reference) 18 instructions per iteration, whatever the instruction. Its
+        # count mode runs each loop with 5 and with 15 iterations between the markers.
+        lengths = kernel_runs.region_lengths(kernel_runs.traced_lines(kernel_runs.REFERENCE + [ORACLE_BENCH, "count"],
+                                                                      "count_begin|count_end"))
+        self.assertGreater(len(lengths), 20)
+        self.assertEqual(len(lengths) % 2, 0)
+        for i in range(0, len(lengths), 2):
+            self.assertEqual(lengths[i + 1] - lengths[i], 10 * 18, i // 2)
 
     def test_repetitions_add_equal_counts(self):
         # The region around the repetitions grows by the same count per repetition: nothing
