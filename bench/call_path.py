@@ -28,7 +28,8 @@ PC = re.compile(r"\[[0-9a-f]+/([0-9a-f]+)/")
 
 
 def read_maps(text):
-    """(start, end, path or "", file offset, permissions) of each mapping of /proc/self/maps."""
+    """(start, end, path or "", file offset, permissions) of each mapping of /proc/self/maps, by
+    start address."""
     out = []
     for line in text.splitlines():
         f = line.split()
@@ -36,7 +37,7 @@ def read_maps(text):
             continue
         lo, hi = (int(x, 16) for x in f[0].split("-"))
         out.append((lo, hi, f[5] if len(f) > 5 else "", int(f[2], 16), f[1]))
-    return out
+    return sorted(out)
 
 
 def symbols(path):
