@@ -249,69 +249,161 @@ void emit_zzz(const fx& x) {
 
 // Predicated, merging zdn = zdn op zm on the active elements. Floating point: the inactive
 // elements of both operands are zero (one for a divisor) so that they raise no exception.
+// FP_IMM in the param: the second operand is the immediate of bit 5 (fadd, fsub: 0.5 or 1.0;
+// fmul: 0.5 or 2.0; fmax, fmin and their nm forms: 0.0 or 1.0).
+constexpr uint32_t FP_IMM = 1;
+uint64_t fp_imm_bits(const fx& x) {
+    double v;
+    bool i1 = x.f(5, 1);
+    if (std::strstr(x.row->op, "fmul")) v = i1 ? 2.0 : 0.5;
+    else if (std::strstr(x.row->op, "fadd") || std::strstr(x.row->op, "fsub")) v = i1 ? 1.0 : 0.5;
+    else v = i1 ? 1.0 : 0.0;
+    if (x.sz() == 3) {
+        uint64_t b;
+        std::memcpy(&b, &v, 8);
+        return b;
+    }
+    float f = float(v);
+    uint32_t b;
+    std::memcpy(&b, &f, 4);
+    return b;
+}
+
 void emit_zpz(const fx& x) {
-    uint32_t zdn = x.f(0, 5), zm = x.f(5, 5), pg = x.f(10, 3), sz = x.sz();
-    bool fp = x.row->family == SVE_FAMILY_FP;
-    bool logical = x.param == AND || x.param == ORR || x.param == EOR || x.param == BIC;
+    uint32_t zdn = x.f(0, 5), zm = x.f(5, 5), pg = x.f(10, 3), sz = x.sz(), op = x.param & ~FP_IMM;
+    bool fp = x.row->family == SVE_FAMILY_FP, imm = x.param & FP_IMM;
+    bool logical = op == AND || op == ORR || op == EOR || op == BIC;
     uint32_t opsz = logical ? 0 : fp ? sz - 2 : sz;
     uint32_t va = x.r.v[0], vb = x.r.v[1], vm = x.r.v[2], one = x.r.v[3];
-    if (x.param == FDIV) {
-        mov_const(x.e, x.r.g[0], sz == 2 ? 0x3F800000u : 0x3FF0000000000000ull);
+    if (op == FDIV || imm) {  // `one`: 1.0 in every element for inactive divisors, or the immediate
+        mov_const(x.e, x.r.g[0], imm ? fp_imm_bits(x) : sz == 2 ? 0x3F800000u : 0x3FF0000000000000ull);
         x.e.put(dup_gpr(sz, one, x.r.g[0]));
     }
     for (int c = 0; c < x.chunks(); c++) {
         pmask(x, vm, pg, c, sz);
-        uint32_t a = zsrc(x, zdn, c, va), b = zsrc(x, zm, c, vb);
+        uint32_t a = zsrc(x, zdn, c, va), b = imm ? one : zsrc(x, zm, c, vb);
         if (fp) {
             x.e.put(logic(AND, va, a, vm));
-            if (x.param == FDIV) {
+            if (op == FDIV) {
                 if (b != vb) x.e.put(mov_v(vb, b));
                 x.e.put(logic(BIF, vb, one, vm));  // inactive divisors := 1.0
             } else {
                 x.e.put(logic(AND, vb, b, vm));
             }
-            x.e.put(three(x.param, opsz, vb, va, vb));
+            x.e.put(three(op, opsz, vb, va, vb));
             if (c != 0) x.e.put(ldr_q(va, x.r.rec, zoff(x.env, zdn, c)));  // the unmasked destination
         } else {
-            x.e.put(three(x.param, opsz, vb, a, b));
+            x.e.put(three(op, opsz, vb, a, b));
         }
         x.e.put(logic(BIT, c == 0 ? zdn : va, vb, vm));
         if (c != 0) zdst(x, zdn, c, va);
     }
 }
 
-// Predicated multiply-add into the accumulator zda += / -= zn * zm (param: the opcode).
+// Predicated multiply-add: zd := addend +/- n * m on the active elements. The param is the
+// Advanced SIMD opcode (mla, mls, fmla, fmls) with MAD_FORM (the addend is the third operand
+// field and zd a multiplicand: mad, msb, fmad, fmsb, fnmad, fnmsb) and NEG_ADDEND (fnmla,
+// fnmls, fnmad, fnmsb). Floating point: inactive elements compute 0 + 0 * 0, raising nothing.
+constexpr uint32_t MAD_FORM = 1, NEG_ADDEND = 2;
 void emit_mla(const fx& x) {
-    uint32_t zda = x.f(0, 5), zn = x.f(5, 5), pg = x.f(10, 3), zm = x.f(16, 5), sz = x.sz();
+    uint32_t zd = x.f(0, 5), pg = x.f(10, 3), sz = x.sz(), op = x.param & ~3u;
+    bool mad = x.param & MAD_FORM, neg = x.param & NEG_ADDEND;
+    // mla: zda, zn (9:5), zm (20:16); mad: zdn, zm (9:5), za (20:16)
+    uint32_t za = mad ? x.f(16, 5) : zd, zn = mad ? zd : x.f(5, 5), zm = mad ? x.f(5, 5) : x.f(16, 5);
     bool fp = x.row->family == SVE_FAMILY_FP;
     uint32_t opsz = fp ? sz - 2 : sz;
     uint32_t vacc = x.r.v[0], vn = x.r.v[1], vzm = x.r.v[2], vm = x.r.v[3];
     for (int c = 0; c < x.chunks(); c++) {
         pmask(x, vm, pg, c, sz);
-        uint32_t a = zsrc(x, zda, c, vacc), b = zsrc(x, zn, c, vn), m = zsrc(x, zm, c, vzm);
-        if (fp) {  // inactive lanes compute 0 + 0 * 0
+        uint32_t a = zsrc(x, za, c, vacc), b = zsrc(x, zn, c, vn), m = zsrc(x, zm, c, vzm);
+        if (fp) {
             x.e.put(logic(AND, vn, b, vm));
             x.e.put(logic(AND, vzm, m, vm));
-            x.e.put(logic(AND, vacc == a ? vacc : vacc, a, vm));
-            x.e.put(three(x.param, opsz, vacc, vn, vzm));
-            if (c == 0) {
-                x.e.put(logic(BIT, zda, vacc, vm));
-            } else {
-                x.e.put(ldr_q(vn, x.r.rec, zoff(x.env, zda, c)));
-                x.e.put(logic(BIT, vn, vacc, vm));
-                zdst(x, zda, c, vn);
-            }
-        } else {
-            if (a != vacc) x.e.put(mov_v(vacc, a));
-            x.e.put(three(x.param, opsz, vacc, b, m));
-            if (c == 0) {
-                x.e.put(logic(BIT, zda, vacc, vm));
-            } else {
-                x.e.put(ldr_q(vn, x.r.rec, zoff(x.env, zda, c)));
-                x.e.put(logic(BIT, vn, vacc, vm));
-                zdst(x, zda, c, vn);
-            }
+            x.e.put(logic(AND, vacc, a, vm));
+            b = vn, m = vzm;
+        } else if (a != vacc) {
+            x.e.put(mov_v(vacc, a));
         }
+        if (neg) x.e.put(0x6EA0F800u | (opsz << 22) | (vacc << 5) | vacc);  // fneg
+        x.e.put(three(op, opsz, vacc, b, m));
+        if (c == 0) {
+            x.e.put(logic(BIT, zd, vacc, vm));
+        } else {
+            x.e.put(ldr_q(vn, x.r.rec, zoff(x.env, zd, c)));
+            x.e.put(logic(BIT, vn, vacc, vm));
+            zdst(x, zd, c, vn);
+        }
+    }
+}
+
+// Predicated unary operations, merging: zd := op(zn) on the active elements (param: the two-
+// register Advanced SIMD opcode, 0 for a plain copy: movprfx; ZEROING: the inactive elements
+// become zero). Floating point works on zeros in the inactive elements.
+constexpr uint32_t ZEROING = 1;
+void emit_unary(const fx& x) {
+    uint32_t zd = x.f(0, 5), zn = x.f(5, 5), pg = x.f(10, 3), sz = x.sz(), op = x.param & ~1u;
+    bool fp = x.row->family == SVE_FAMILY_FP;
+    uint32_t opsz = fp ? sz - 2 : sz;
+    uint32_t va = x.r.v[0], vb = x.r.v[1], vm = x.r.v[2];
+    for (int c = 0; c < x.chunks(); c++) {
+        pmask(x, vm, pg, c, sz);
+        uint32_t b = zsrc(x, zn, c, vb);
+        if (fp || (x.param & ZEROING)) x.e.put(logic(AND, vb, b, vm)), b = vb;
+        if (op) x.e.put(op | (opsz << 22) | (b << 5) | vb), b = vb;
+        if (x.param & ZEROING) {
+            zdst(x, zd, c, b);
+        } else if (c == 0) {
+            x.e.put(logic(BIT, zd, b, vm));
+        } else {
+            x.e.put(ldr_q(va, x.r.rec, zoff(x.env, zd, c)));
+            x.e.put(logic(BIT, va, b, vm));
+            zdst(x, zd, c, va);
+        }
+    }
+}
+
+// Shifts by an immediate, unpredicated: the Advanced SIMD field immh:immb is SVE's tsz:imm3.
+void emit_shift_imm(const fx& x) {
+    uint32_t zd = x.f(0, 5), zn = x.f(5, 5);
+    uint32_t imm = x.f(16, 3) | (x.f(19, 2) << 3) | (x.f(22, 2) << 5);
+    for (int c = 0; c < x.chunks(); c++) {
+        uint32_t a = zsrc(x, zn, c, x.r.v[0]);
+        uint32_t to = c == 0 ? zd : x.r.v[0];
+        x.e.put(x.param | (imm << 16) | (a << 5) | to);
+        zdst(x, zd, c, to);
+    }
+}
+
+// add / sub of an unsigned immediate (imm8, optionally shifted left by 8), unpredicated.
+void emit_add_imm(const fx& x) {
+    uint32_t zdn = x.f(0, 5), sz = x.sz();
+    uint64_t imm = uint64_t(x.f(5, 8)) << (x.f(13, 1) ? 8 : 0);
+    mov_const(x.e, x.r.g[0], imm);
+    uint32_t k = x.r.v[1];
+    x.e.put(dup_gpr(sz, k, x.r.g[0]));
+    for (int c = 0; c < x.chunks(); c++) {
+        uint32_t a = zsrc(x, zdn, c, x.r.v[0]);
+        uint32_t to = c == 0 ? zdn : x.r.v[0];
+        x.e.put(three(x.param, sz, to, a, k));
+        zdst(x, zdn, c, to);
+    }
+}
+
+// Predicate logic, zeroing: pd := (pn op pm) & pg, with nor as the inverted orr.
+void emit_pred_logic(const fx& x) {
+    uint32_t pd = x.f(0, 4), pn = x.f(5, 4), pg = x.f(10, 4), pm = x.f(16, 4);
+    uint32_t a = x.r.v[0], b = x.r.v[1], g = x.r.v[2], one = x.r.v[3];
+    x.e.put(movi_16b(one, 1));
+    bool nor = x.param == ORN;
+    for (int c = 0; c < x.chunks(); c++) {
+        x.e.put(ldr_q(a, x.r.rec, poff(x.env, pn, c)));
+        x.e.put(ldr_q(b, x.r.rec, poff(x.env, pm, c)));
+        x.e.put(ldr_q(g, x.r.rec, poff(x.env, pg, c)));
+        x.e.put(logic(nor ? ORR : x.param, a, a, b));
+        if (nor) x.e.put(not_v(a, a));
+        x.e.put(logic(AND, a, a, g));
+        x.e.put(logic(AND, a, a, one));
+        x.e.put(str_q(a, x.r.rec, poff(x.env, pd, c)));
     }
 }
 
@@ -333,16 +425,26 @@ void emit_movprfx(const fx& x) {
     for (int c = 0; c < x.chunks(); c++) zdst(x, zd, c, zsrc(x, zn, c, x.r.v[0]));
 }
 
-// dup zd, rn|sp (param 0) and dup zd, #imm8{, lsl #8} (param 1)
+// The 8-bit floating-point immediate abcdefgh expanded: a, NOT(b), b repeated, cdefgh, zeros.
+uint64_t fp_expand(uint32_t imm8, uint32_t sz) {
+    uint64_t a = imm8 >> 7, b = (imm8 >> 6) & 1, rest = imm8 & 0x3F;
+    if (sz == 2) return (a << 31) | ((b ^ 1) << 30) | (b ? 0x1Full << 25 : 0) | (rest << 19);
+    return (a << 63) | ((b ^ 1) << 62) | (b ? 0xFFull << 54 : 0) | (rest << 48);
+}
+
+// dup zd, rn|sp (param 0), dup zd, #imm8{, lsl #8} (param 1), fdup zd, #fpimm (param 2)
 void emit_dup(const fx& x) {
     uint32_t zd = x.f(0, 5), sz = x.sz(), k = x.r.v[0];
     if (x.param == 0) {
         uint32_t rn = xsp_src(x, x.f(5, 5), x.r.g[0]);
         if (rn == 31) rn = x.r.g[0];  // (not reached: sp was copied)
         x.e.put(dup_gpr(sz, k, rn));
-    } else {
+    } else if (x.param == 1) {
         int64_t imm = int64_t(int8_t(x.f(5, 8))) << (x.f(13, 1) ? 8 : 0);
         mov_const(x.e, x.r.g[0], uint64_t(imm));
+        x.e.put(dup_gpr(sz, k, x.r.g[0]));
+    } else {
+        mov_const(x.e, x.r.g[0], fp_expand(x.f(5, 8), sz));
         x.e.put(dup_gpr(sz, k, x.r.g[0]));
     }
     for (int c = 0; c < x.chunks(); c++) zdst(x, zd, c, k);
@@ -443,6 +545,21 @@ bool m_contiguous(const sve_row_info& r, uint32_t, const xl_env&) {
     return int_sizes(r) && r.mem_bytes >= 1 && r.mem_bytes <= (1 << r.esz);
 }
 bool m_mul(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_mul_zpz") && r.esz <= 2; }
+bool m_smax(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_smax_zpz") && r.esz <= 2; }
+bool m_umax(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_umax_zpz") && r.esz <= 2; }
+bool m_smin(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_smin_zpz") && r.esz <= 2; }
+bool m_umin(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_umin_zpz") && r.esz <= 2; }
+bool m_scvtf(const sve_row_info& r, uint32_t, const xl_env&) {
+    return is_op(r, "sve_scvtf_s2s_zpz") || is_op(r, "sve_scvtf_d2d_zpz");
+}
+bool m_ucvtf(const sve_row_info& r, uint32_t, const xl_env&) {
+    return is_op(r, "sve_ucvtf_s2s_zpz") || is_op(r, "sve_ucvtf_d2d_zpz");
+}
+bool m_movprfx_m(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_movprfx_zpz") && name_has(r, "1VM"); }
+bool m_movprfx_z(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_movprfx_zpz") && name_has(r, "1VZ"); }
+bool m_lsr_imm(const sve_row_info& r, uint32_t, const xl_env&) { return r.type[0] == 'U' && name_has(r, "ShrVIX"); }
+// the byte form shifted by 8 is reserved: the region markers use it
+bool m_add_imm(const sve_row_info& r, uint32_t w, const xl_env&) { return !(r.esz == 0 && ((w >> 13) & 1)); }
 bool m_mla(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_mla_zpzz") && r.esz <= 2; }
 bool m_mls(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_mls_zpzz") && r.esz <= 2; }
 
@@ -498,10 +615,45 @@ const xl_form FORMS[] = {
     {"fsub (predicated)", {"sve_fsub_zpz", nullptr, true}, emit_zpz, FSUB, 0, 3, false},
     {"fmul (predicated)", {"sve_fmul_zpz", nullptr, true}, emit_zpz, FMUL, 0, 3, false},
     {"fdiv (predicated)", {"sve_fdiv_zpz", nullptr, true}, emit_zpz, FDIV, 1, 4, false},
+    {"smax (predicated)", {nullptr, m_smax, false}, emit_zpz, 0x4E206400u, 0, 3, false},
+    {"umax (predicated)", {nullptr, m_umax, false}, emit_zpz, 0x6E206400u, 0, 3, false},
+    {"smin (predicated)", {nullptr, m_smin, false}, emit_zpz, 0x4E206C00u, 0, 3, false},
+    {"umin (predicated)", {nullptr, m_umin, false}, emit_zpz, 0x6E206C00u, 0, 3, false},
+    {"fmaxnm (predicated)", {"sve_fmaxnm_zpz", nullptr, true}, emit_zpz, 0x4E20C400u, 0, 3, false},
+    {"fminnm (predicated)", {"sve_fminnm_zpz", nullptr, true}, emit_zpz, 0x4EA0C400u, 0, 3, false},
+    {"fmax (predicated)", {"sve_fmax_zpz", nullptr, true}, emit_zpz, 0x4E20F400u, 0, 3, false},
+    {"fadd (immediate)", {"sve_fadd_zpi", nullptr, true}, emit_zpz, FADD | FP_IMM, 1, 4, false},
+    {"fsub (immediate)", {"sve_fsub_zpi", nullptr, true}, emit_zpz, FSUB | FP_IMM, 1, 4, false},
+    {"fmul (immediate)", {"sve_fmul_zpi", nullptr, true}, emit_zpz, FMUL | FP_IMM, 1, 4, false},
     {"mla", {nullptr, m_mla, false}, emit_mla, MLA, 0, 4, false},
     {"mls", {nullptr, m_mls, false}, emit_mla, MLS, 0, 4, false},
     {"fmla", {"sve_fmla_zpzz", nullptr, true}, emit_mla, FMLA, 0, 4, false},
     {"fmls", {"sve_fmls_zpzz", nullptr, true}, emit_mla, FMLS, 0, 4, false},
+    {"fnmla", {"sve_fnmla_zpzz", nullptr, true}, emit_mla, FMLS | NEG_ADDEND, 0, 4, false},
+    {"fnmls", {"sve_fnmls_zpzz", nullptr, true}, emit_mla, FMLA | NEG_ADDEND, 0, 4, false},
+    {"fmad", {"sve_fmad_zpzz", nullptr, true}, emit_mla, FMLA | MAD_FORM, 0, 4, false},
+    {"fmsb", {"sve_fmsb_zpzz", nullptr, true}, emit_mla, FMLS | MAD_FORM, 0, 4, false},
+    {"fnmad", {"sve_fnmad_zpzz", nullptr, true}, emit_mla, FMLS | MAD_FORM | NEG_ADDEND, 0, 4, false},
+    {"fnmsb", {"sve_fnmsb_zpzz", nullptr, true}, emit_mla, FMLA | MAD_FORM | NEG_ADDEND, 0, 4, false},
+    {"neg (predicated)", {"sve_neg_zpz", nullptr, false}, emit_unary, 0x6E20B800u, 0, 3, false},
+    {"fabs", {"sve_fabs_zpz", nullptr, true}, emit_unary, 0x4EA0F800u, 0, 3, false},
+    {"fneg", {"sve_fneg_zpz", nullptr, true}, emit_unary, 0x6EA0F800u, 0, 3, false},
+    {"fsqrt", {"sve_fsqrt_zpz", nullptr, true}, emit_unary, 0x6EA1F800u, 0, 3, false},
+    {"scvtf", {nullptr, m_scvtf, true}, emit_unary, 0x4E21D800u, 0, 3, false},
+    {"ucvtf", {nullptr, m_ucvtf, true}, emit_unary, 0x6E21D800u, 0, 3, false},
+    {"movprfx (merging)", {nullptr, m_movprfx_m, false}, emit_unary, 0, 0, 3, false},
+    {"movprfx (zeroing)", {nullptr, m_movprfx_z, false}, emit_unary, ZEROING, 0, 3, false},
+    {"lsl (immediate)", {"sve_lsl_zzi", nullptr, false}, emit_shift_imm, 0x4F005400u, 0, 1, false},
+    {"asr (immediate)", {"sve_asr_zzi", nullptr, false}, emit_shift_imm, 0x4F000400u, 0, 1, false},
+    {"lsr (immediate)", {nullptr, m_lsr_imm, false}, emit_shift_imm, 0x6F000400u, 0, 1, false},
+    {"add (immediate)", {"sve_add_zi", m_add_imm, false}, emit_add_imm, ADD, 1, 2, false},
+    {"sub (immediate)", {"sve_sub_zi", m_add_imm, false}, emit_add_imm, SUB, 1, 2, false},
+    {"and (predicates)", {"sve_and_pppp", nullptr, false}, emit_pred_logic, AND, 0, 4, false},
+    {"orr (predicates)", {"sve_orr_pppp", nullptr, false}, emit_pred_logic, ORR, 0, 4, false},
+    {"eor (predicates)", {"sve_eor_pppp", nullptr, false}, emit_pred_logic, EOR, 0, 4, false},
+    {"bic (predicates)", {"sve_bic_pppp", nullptr, false}, emit_pred_logic, BIC, 0, 4, false},
+    {"nor (predicates)", {"sve_nor_pppp", nullptr, false}, emit_pred_logic, ORN, 0, 4, false},
+    {"fdup", {"sve_fdup_zi", nullptr, true}, emit_dup, 2, 1, 1, false},
     {"sel", {"sve_sel_zpzz", nullptr, false}, emit_sel, 0, 0, 3, false},
     {"movprfx", {"sve_movprfx_zz", nullptr, false}, emit_movprfx, 0, 0, 1, false},
     {"dup (scalar)", {"sve_dup_zr", nullptr, false}, emit_dup, 0, 1, 1, false},
@@ -522,7 +674,7 @@ bool matches(const xl_form& f, const sve_row_info& r, uint32_t w, const xl_env& 
     if (f.pick.match && !f.pick.match(r, w, env)) return false;
     if (f.pick.fp && !fp_sizes(r)) return false;
     if (!f.pick.fp && f.emit != emit_ptrue && f.emit != emit_addvl && f.emit != emit_rdvl && f.emit != emit_count_scalar &&
-        !int_sizes(r))
+        f.emit != emit_pred_logic && !int_sizes(r))
         return false;
     return true;
 }

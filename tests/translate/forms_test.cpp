@@ -41,6 +41,20 @@ std::string difference(const cpu_state& a, const cpu_state& b) {
     return "";
 }
 
+// The processor's FPCR: the application's, which translated code and the handlers both follow.
+uint64_t read_fpcr() {
+    uint64_t v;
+    asm volatile("mrs %0, fpcr" : "=r"(v));
+    return v;
+}
+void write_fpcr(uint64_t v) { asm volatile("msr fpcr, %0" ::"r"(v)); }
+
+// Modes where results differ: flush to zero, default NaN, the four rounding modes.
+uint32_t random_fpcr(test_rng& r) {
+    if (r.below(2)) return 0;
+    return (r.below(2) << 24) | (r.below(2) << 25) | (r.below(4) << 22);
+}
+
 bool all_active(const cpu_state& s, uint32_t p, int esz) {
     for (int i = 0; i < SVE_VL_BYTES; i += 1 << esz)
         if (!(s.p[p][i] & 1)) return false;
@@ -86,6 +100,9 @@ bool check_word(const sve_row_info& row, uint32_t w, test_rng& r, uint32_t* code
     static uint8_t before[sizeof data], after_handler[sizeof data];
     std::memcpy(before, data, sizeof data);
 
+    init.fpcr = random_fpcr(r);
+    uint64_t fpcr_before = read_fpcr();
+    write_fpcr(init.fpcr);
     cpu_state want = init;
     row.handler(&want, w);
     std::memcpy(after_handler, data, sizeof data);
@@ -97,6 +114,7 @@ bool check_word(const sve_row_info& row, uint32_t w, test_rng& r, uint32_t* code
     if (!fn) return false;
     cpu_state got = init;
     bool slow = xl_test_run(fn, got);
+    write_fpcr(fpcr_before);
     bool expect_slow = xw.memory && (xl_test_trace_flag || !all_active(init, field(w, 10, 3), row.esz));
     xl_test_trace_flag = false;
     EXPECT_EQ(slow, expect_slow) << row.name << " word " << std::hex << w;
