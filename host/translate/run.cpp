@@ -46,7 +46,7 @@ struct run_word {
     const sequence* s;
     xl_word x;
     int seg;  // its set-up among the run's, or -1: it keeps its sequence
-    int entry, start, after, slow, plain;
+    int entry, start, after, slow, plain, called;
     bool inline_entry;
     int lo, hi;
 };
@@ -75,6 +75,24 @@ bool append_sequence(xl_emitter& em, const sequence* s) {
     if (n + 4096 > em.max || !host_encode_sequence(s, em.out, n, em.max)) return false;
     em.n = n;
     return true;
+}
+
+// Elements [from, to) of a sequence.
+bool append_elements(xl_emitter& em, const sequence* s, int from, int to) {
+    for (int i = from; i < to; i++) {
+        if (em.n + HOST_MAX_ELEMENT_WORDS > em.max) return false;
+        int k = host_encode_element(s->elems[i], host_code_environment(), em.out + em.n);
+        if (k < 0) return false;
+        em.n += k;
+    }
+    return true;
+}
+
+// The element of the call: before it the saves, after it the reloads.
+int call_index(const sequence* s) {
+    for (int i = 0; i < s->n; i++)
+        if (s->elems[i]->opcode == OP_host_call) return i;
+    return -1;
 }
 
 }  // namespace
@@ -143,7 +161,7 @@ bool host_translate_run(uintptr_t pc, const sequence* first) {
     xl_emitter em(buf, MAX_CODE);
     for (int k = 0; k < n; k++) {
         w[k].entry = em.new_label(), w[k].start = em.new_label(), w[k].after = em.new_label();
-        w[k].slow = em.new_label(), w[k].plain = em.new_label();
+        w[k].slow = em.new_label(), w[k].plain = em.new_label(), w[k].called = em.new_label();
     }
     int open = -1;
     for (int k = 0; k < n; k++) {
@@ -161,19 +179,35 @@ bool host_translate_run(uintptr_t pc, const sequence* first) {
             w[k].hi = em.n;
             em.bind(w[k].after);
         } else {
+            // Consecutive called words share the saves of the first and the reloads of the last:
+            // the emulation call of each reads and writes the record, where the state stays.
             if (open >= 0) xl_epilogue(em, regs[open], env);
             open = -1;
-            em.bind(w[k].entry);
+            int call = call_index(w[k].s);
+            if (call < 0) return false;
+            bool first_called = k == 0 || w[k - 1].seg >= 0, last_called = k == n - 1 || w[k + 1].seg >= 0;
             em.bind(w[k].start);
-            w[k].inline_entry = true;
-            if (!append_sequence(em, w[k].s)) return false;
+            if (first_called) {
+                em.bind(w[k].entry);
+                w[k].inline_entry = true;
+            }
+            if (!append_elements(em, w[k].s, first_called ? 0 : call, call + 1)) return false;
+            em.bind(w[k].called);
+            if (last_called && !append_elements(em, w[k].s, call + 1, w[k].s->n)) return false;
         }
     }
     if (open >= 0) xl_epilogue(em, regs[open], env);
     int back = em.n;
     em.put(0);  // b behind the last word, once the trampoline has its place
     for (int k = 0; k < n; k++) {
-        if (w[k].seg < 0) continue;
+        if (w[k].seg < 0) {
+            if (!w[k].inline_entry) {  // a called word inside a group: its own saves, then the group's way on
+                em.bind(w[k].entry);
+                if (!append_elements(em, w[k].s, 0, call_index(w[k].s) + 1)) return false;
+                em.branch(a64::b(0), w[k].called);
+            }
+            continue;
+        }
         if (w[k].x.memory) {  // the way out: undo the set-up, the word's sequence, set up again
             em.bind(w[k].slow);
             xl_epilogue(em, regs[w[k].seg], env);
