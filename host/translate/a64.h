@@ -86,6 +86,7 @@ constexpr uint32_t BSL = 0x6E601C00u, BIT = 0x6EA01C00u, BIF = 0x6EE01C00u;
 // floating point: the size bit is bit 22 (`three` with sz 0 or 1)
 constexpr uint32_t FADD = 0x4E20D400u, FSUB = 0x4EA0D400u, FMUL = 0x6E20DC00u, FDIV = 0x6E20FC00u;
 constexpr uint32_t FMLA = 0x4E20CC00u, FMLS = 0x4EA0CC00u;
+constexpr uint32_t FCMEQ = 0x4E20E400u, FCMGE = 0x6E20E400u, FCMGT = 0x6EA0E400u;
 inline uint32_t logic(uint32_t op, uint32_t d, uint32_t n, uint32_t m) { return op | (m << 16) | (n << 5) | d; }
 inline uint32_t mov_v(uint32_t d, uint32_t n) { return logic(ORR, d, n, n); }
 inline uint32_t not_v(uint32_t d, uint32_t n) { return 0x6E205800u | (n << 5) | d; }

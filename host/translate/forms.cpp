@@ -362,6 +362,34 @@ void emit_unary(const fx& x) {
     }
 }
 
+// Floating-point compares into a predicate, zeroing: pd := pg & (zn cmp zm|0.0). The param is
+// the Advanced SIMD compare with SWAPPED (the operands the other way round: lt, le against zero),
+// INVERTED (ne) or UNORDERED (uo: either operand a NaN). Inactive elements compare zeros.
+constexpr uint32_t SWAPPED = 1, INVERTED = 2, UNORDERED = 4;
+void emit_fcm(const fx& x) {
+    uint32_t pd = x.f(0, 4), zn = x.f(5, 5), pg = x.f(10, 3), zm = x.f(16, 5), sz = x.sz(), op = x.param & ~7u;
+    bool vs_zero = std::strstr(x.row->op, "_ppzz") == nullptr;
+    uint32_t va = x.r.v[0], vb = x.r.v[1], vm = x.r.v[2];
+    for (int c = 0; c < x.chunks(); c++) {
+        pmask(x, vm, pg, c, sz);
+        x.e.put(logic(AND, va, zsrc(x, zn, c, va), vm));
+        if (vs_zero) x.e.put(movi_16b(vb, 0));
+        else x.e.put(logic(AND, vb, zsrc(x, zm, c, vb), vm));
+        if (x.param & UNORDERED) {  // not (a == a and b == b)
+            x.e.put(three(op, sz - 2, va, va, va));
+            x.e.put(three(op, sz - 2, vb, vb, vb));
+            x.e.put(logic(AND, va, va, vb));
+            x.e.put(not_v(va, va));
+        } else {
+            x.e.put(x.param & SWAPPED ? three(op, sz - 2, va, vb, va) : three(op, sz - 2, va, va, vb));
+            if (x.param & INVERTED) x.e.put(not_v(va, va));
+        }
+        x.e.put(logic(AND, va, va, vm));
+        x.e.put(ushr(sz, va, va, (8u << sz) - 1));  // all ones -> 1 in the element's first byte
+        x.e.put(str_q(va, x.r.rec, poff(x.env, pd, c)));
+    }
+}
+
 // Shifts by an immediate, unpredicated: the Advanced SIMD field immh:immb is SVE's tsz:imm3.
 void emit_shift_imm(const fx& x) {
     uint32_t zd = x.f(0, 5), zn = x.f(5, 5);
@@ -560,6 +588,9 @@ bool m_movprfx_z(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(
 bool m_lsr_imm(const sve_row_info& r, uint32_t, const xl_env&) { return r.type[0] == 'U' && name_has(r, "ShrVIX"); }
 // the byte form shifted by 8 is reserved: the region markers use it
 bool m_add_imm(const sve_row_info& r, uint32_t w, const xl_env&) { return !(r.esz == 0 && ((w >> 13) & 1)); }
+bool m_fcmeq(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_fcmeq_ppz") || is_op(r, "sve_fcmeq_ppzz"); }
+bool m_fcmgt(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_fcmgt_ppz") || is_op(r, "sve_fcmgt_ppzz"); }
+bool m_fcmge(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_fcmge_ppz") || is_op(r, "sve_fcmge_ppzz"); }
 bool m_mla(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_mla_zpzz") && r.esz <= 2; }
 bool m_mls(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_mls_zpzz") && r.esz <= 2; }
 
@@ -654,6 +685,13 @@ const xl_form FORMS[] = {
     {"bic (predicates)", {"sve_bic_pppp", nullptr, false}, emit_pred_logic, BIC, 0, 4, false},
     {"nor (predicates)", {"sve_nor_pppp", nullptr, false}, emit_pred_logic, ORN, 0, 4, false},
     {"fdup", {"sve_fdup_zi", nullptr, true}, emit_dup, 2, 1, 1, false},
+    {"fcmeq", {nullptr, m_fcmeq, true}, emit_fcm, FCMEQ, 0, 3, false},
+    {"fcmgt", {nullptr, m_fcmgt, true}, emit_fcm, FCMGT, 0, 3, false},
+    {"fcmge", {nullptr, m_fcmge, true}, emit_fcm, FCMGE, 0, 3, false},
+    {"fcmlt (zero)", {"sve_fcmlt_ppz", nullptr, true}, emit_fcm, FCMGT | SWAPPED, 0, 3, false},
+    {"fcmle (zero)", {"sve_fcmle_ppz", nullptr, true}, emit_fcm, FCMGE | SWAPPED, 0, 3, false},
+    {"fcmne", {"sve_fcmne_ppzz", nullptr, true}, emit_fcm, FCMEQ | INVERTED, 0, 3, false},
+    {"fcmuo", {"sve_fcmuo_ppzz", nullptr, true}, emit_fcm, FCMEQ | UNORDERED, 0, 3, false},
     {"sel", {"sve_sel_zpzz", nullptr, false}, emit_sel, 0, 0, 3, false},
     {"movprfx", {"sve_movprfx_zz", nullptr, false}, emit_movprfx, 0, 0, 1, false},
     {"dup (scalar)", {"sve_dup_zr", nullptr, false}, emit_dup, 0, 1, 1, false},
