@@ -390,6 +390,32 @@ void emit_fcm(const fx& x) {
     }
 }
 
+// fadda: the active elements added to the scalar one by one, in element order, each with the
+// processor's scalar add (its rounding, its flags). The scalar's register is zero above it
+// afterwards, through the whole Z register.
+void emit_fadda(const fx& x) {
+    uint32_t vdn = x.f(0, 5), zm = x.f(5, 5), pg = x.f(10, 3), sz = x.sz();
+    uint32_t ebytes = 1u << sz, n = uint32_t(x.env.vl) >> sz;
+    uint32_t flag = x.r.g[0], pbase = x.r.g[1], el = x.r.v[0], low = x.r.v[1];
+    auto& e = x.e;
+    uint32_t ftype = sz == 3 ? 1u << 22 : 0;
+    e.put(mov_v(low, zm));                                // zm's chunk 0 before vdn changes
+    e.put(0x1E204000u | ftype | (vdn << 5) | vdn);        // fmov: the scalar alone
+    add_const(e, pbase, x.r.rec, int64_t(poff(x.env, pg, 0)));
+    for (uint32_t i = 0; i < n; i++) {
+        uint32_t byte = i * ebytes;
+        e.put(ldrb(flag, pbase, byte));
+        e.put(0x36000000u | (3u << 5) | flag);           // tbz flag, #0, behind the add
+        if (byte < 16)                                    // dup el, low.<T>[i]
+            e.put(0x5E000400u | (((i << (sz + 1)) | ebytes) << 16) | (low << 5) | el);
+        else
+            e.put(ldr_v(int(ebytes), el, x.r.rec, zoff(x.env, zm, 0) + byte));
+        e.put(0x1E202800u | ftype | (el << 16) | (vdn << 5) | vdn);  // fadd
+    }
+    e.put(movi_16b(el, 0));
+    for (int c = 1; c < x.chunks(); c++) e.put(str_q(el, x.r.rec, zoff(x.env, vdn, c)));
+}
+
 // Shifts by an immediate, unpredicated: the Advanced SIMD field immh:immb is SVE's tsz:imm3.
 void emit_shift_imm(const fx& x) {
     uint32_t zd = x.f(0, 5), zn = x.f(5, 5);
@@ -591,6 +617,7 @@ bool m_add_imm(const sve_row_info& r, uint32_t w, const xl_env&) { return !(r.es
 bool m_fcmeq(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_fcmeq_ppz") || is_op(r, "sve_fcmeq_ppzz"); }
 bool m_fcmgt(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_fcmgt_ppz") || is_op(r, "sve_fcmgt_ppzz"); }
 bool m_fcmge(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_fcmge_ppz") || is_op(r, "sve_fcmge_ppzz"); }
+bool m_fadda(const sve_row_info& r, uint32_t, const xl_env&) { return name_has(r, "AddReduceAV"); }
 bool m_mla(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_mla_zpzz") && r.esz <= 2; }
 bool m_mls(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_mls_zpzz") && r.esz <= 2; }
 
@@ -685,6 +712,7 @@ const xl_form FORMS[] = {
     {"bic (predicates)", {"sve_bic_pppp", nullptr, false}, emit_pred_logic, BIC, 0, 4, false},
     {"nor (predicates)", {"sve_nor_pppp", nullptr, false}, emit_pred_logic, ORN, 0, 4, false},
     {"fdup", {"sve_fdup_zi", nullptr, true}, emit_dup, 2, 1, 1, false},
+    {"fadda", {nullptr, m_fadda, true}, emit_fadda, 0, 2, 2, false},
     {"fcmeq", {nullptr, m_fcmeq, true}, emit_fcm, FCMEQ, 0, 3, false},
     {"fcmgt", {nullptr, m_fcmgt, true}, emit_fcm, FCMGT, 0, 3, false},
     {"fcmge", {nullptr, m_fcmge, true}, emit_fcm, FCMGE, 0, 3, false},
