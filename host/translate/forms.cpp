@@ -390,6 +390,67 @@ void emit_fcm(const fx& x) {
     }
 }
 
+// Integer compares into a predicate, with the flags of the result tested against the governing
+// predicate: pd := pg & (zn cmp zm|#imm). The param is the Advanced SIMD compare with SWAPPED
+// (lt, le, lo, ls against an immediate) or INVERTED (ne). The flags come from bitmaps of the
+// active and of the true elements, one bit per element (at most 64 elements), made per chunk by
+// weighting each element's mask with its bit and adding across the chunk.
+void emit_cmp(const fx& x) {
+    uint32_t pd = x.f(0, 4), zn = x.f(5, 5), pg = x.f(10, 3), sz = x.sz(), op = x.param & ~7u;
+    bool imm = std::strstr(x.row->op, "_ppzi") != nullptr;
+    uint32_t vm = x.r.v[0], va = x.r.v[1], vb = x.r.v[2], vw = x.r.v[3];
+    uint32_t bm_a = x.r.g[0], bm_r = x.r.g[1], t = x.r.g[2];
+    uint32_t per_chunk = 16u >> sz;
+    auto& e = x.e;
+    uint8_t weights[16] = {};
+    for (uint32_t i = 0; i < per_chunk; i++) weights[i << sz] = uint8_t(1u << i);
+    e.literal_q(vw, weights);
+    if (imm) {  // the immediate in every element of vb: signed imm5, or unsigned imm7 (hi, hs, lo, ls)
+        bool is_unsigned = std::strstr(x.row->op, "cmphi") || std::strstr(x.row->op, "cmphs") ||
+                           std::strstr(x.row->op, "cmplo") || std::strstr(x.row->op, "cmpls");
+        int64_t v = is_unsigned ? int64_t(x.f(14, 7)) : int64_t(int32_t(x.f(16, 5) << 27) >> 27);
+        mov_const(e, t, uint64_t(v));
+        e.put(dup_gpr(sz, vb, t));
+    }
+    e.put(movz(bm_a, 0));
+    e.put(movz(bm_r, 0));
+    // a chunk's elements of the mask in `from` as bits c * per_chunk ... into the bitmap `into`
+    auto bits = [&](uint32_t from, uint32_t scratch, uint32_t into, int c) {
+        e.put(logic(AND, scratch, from, vw));
+        e.put(0x4E31B800u | (scratch << 5) | scratch);  // addv b, .16b
+        e.put(0x0E013C00u | (scratch << 5) | t);        // umov w, b[0]
+        e.put(0xAA000000u | (t << 16) | ((uint32_t(c) * per_chunk) << 10) | (into << 5) | into);  // orr, lsl
+    };
+    for (int c = 0; c < x.chunks(); c++) {
+        pmask(x, vm, pg, c, sz);
+        bits(vm, va, bm_a, c);
+        uint32_t a = zsrc(x, zn, c, va);
+        uint32_t b = imm ? vb : zsrc(x, x.f(16, 5), c, vb);
+        e.put(x.param & SWAPPED ? three(op, sz, va, b, a) : three(op, sz, va, a, b));
+        if (x.param & INVERTED) e.put(not_v(va, va));
+        e.put(logic(AND, va, va, vm));
+        bits(va, vm, bm_r, c);
+        e.put(ushr(sz, va, va, (8u << sz) - 1));
+        e.put(str_q(va, x.r.rec, poff(x.env, pd, c)));
+    }
+    // N: the first active element is true; Z: none is true; C: the last active one is not true
+    e.put(sub_reg(t, ZR, bm_a));
+    e.put(0x8A000000u | (bm_a << 16) | (t << 5) | t);        // and t, t, a: the lowest active
+    e.put(0x8A000000u | (bm_r << 16) | (t << 5) | t);        // and t, t, r
+    e.put(0xF100001Fu | (t << 5));                            // cmp t, #0
+    e.put(csel(t, ZR, ZR, EQ) | (1u << 10));                  // cset t, ne
+    e.put(0xDAC01000u | (bm_a << 5) | bm_a);                  // clz a, a
+    e.put(0x9AC02000u | (bm_a << 16) | (bm_r << 5) | bm_a);  // lsl a, r, a: the highest active at bit 63
+    e.put(0xD340FC00u | (63u << 16) | (bm_a << 5) | bm_a);   // lsr a, a, #63
+    e.put(eor_bits(bm_a, bm_a, 0x1000));                      // eor a, a, #1
+    e.put(0xF100001Fu | (bm_r << 5));                         // cmp r, #0
+    e.put(csel(bm_r, ZR, ZR, NE) | (1u << 10));               // cset r, eq
+    e.put(0xAA000000u | (t << 16) | (1u << 10) | (bm_r << 5) | t);   // t = t << 1 | z
+    e.put(0xAA000000u | (t << 16) | (1u << 10) | (bm_a << 5) | t);   // t = t << 1 | c
+    e.put(lsl_imm(t, t, 29));
+    e.put(msr_nzcv(t));
+}
+
 // fadda: the active elements added to the scalar one by one, in element order, each with the
 // processor's scalar add (its rounding, its flags). The scalar's register is zero above it
 // afterwards, through the whole Z register.
@@ -617,6 +678,22 @@ bool m_add_imm(const sve_row_info& r, uint32_t w, const xl_env&) { return !(r.es
 bool m_fcmeq(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_fcmeq_ppz") || is_op(r, "sve_fcmeq_ppzz"); }
 bool m_fcmgt(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_fcmgt_ppz") || is_op(r, "sve_fcmgt_ppzz"); }
 bool m_fcmge(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_fcmge_ppz") || is_op(r, "sve_fcmge_ppzz"); }
+// Integer compares with at most 64 elements (their flags come from one bitmap register).
+bool cmp_op(const sve_row_info& r, const char* cc, const xl_env& env) {
+    if (!r.op || std::strncmp(r.op, "sve_cmp", 7) != 0 || std::strncmp(r.op + 7, cc, 2) != 0) return false;
+    return (std::strcmp(r.op + 9, "_ppzz") == 0 || std::strcmp(r.op + 9, "_ppzi") == 0) && int_sizes(r) &&
+           (env.vl >> r.esz) <= 64;
+}
+bool m_cmpeq(const sve_row_info& r, uint32_t, const xl_env& env) { return cmp_op(r, "eq", env); }
+bool m_cmpne(const sve_row_info& r, uint32_t, const xl_env& env) { return cmp_op(r, "ne", env); }
+bool m_cmpgt(const sve_row_info& r, uint32_t, const xl_env& env) { return cmp_op(r, "gt", env); }
+bool m_cmpge(const sve_row_info& r, uint32_t, const xl_env& env) { return cmp_op(r, "ge", env); }
+bool m_cmphi(const sve_row_info& r, uint32_t, const xl_env& env) { return cmp_op(r, "hi", env); }
+bool m_cmphs(const sve_row_info& r, uint32_t, const xl_env& env) { return cmp_op(r, "hs", env); }
+bool m_cmplt(const sve_row_info& r, uint32_t, const xl_env& env) { return cmp_op(r, "lt", env); }
+bool m_cmple(const sve_row_info& r, uint32_t, const xl_env& env) { return cmp_op(r, "le", env); }
+bool m_cmplo(const sve_row_info& r, uint32_t, const xl_env& env) { return cmp_op(r, "lo", env); }
+bool m_cmpls(const sve_row_info& r, uint32_t, const xl_env& env) { return cmp_op(r, "ls", env); }
 bool m_fadda(const sve_row_info& r, uint32_t, const xl_env&) { return name_has(r, "AddReduceAV"); }
 bool m_mla(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_mla_zpzz") && r.esz <= 2; }
 bool m_mls(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_mls_zpzz") && r.esz <= 2; }
@@ -713,6 +790,16 @@ const xl_form FORMS[] = {
     {"nor (predicates)", {"sve_nor_pppp", nullptr, false}, emit_pred_logic, ORN, 0, 4, false},
     {"fdup", {"sve_fdup_zi", nullptr, true}, emit_dup, 2, 1, 1, false},
     {"fadda", {nullptr, m_fadda, true}, emit_fadda, 0, 2, 2, false},
+    {"cmpeq", {nullptr, m_cmpeq, false}, emit_cmp, CMEQ, 3, 4, false},
+    {"cmpne", {nullptr, m_cmpne, false}, emit_cmp, CMEQ | INVERTED, 3, 4, false},
+    {"cmpgt", {nullptr, m_cmpgt, false}, emit_cmp, CMGT, 3, 4, false},
+    {"cmpge", {nullptr, m_cmpge, false}, emit_cmp, CMGE, 3, 4, false},
+    {"cmphi", {nullptr, m_cmphi, false}, emit_cmp, CMHI, 3, 4, false},
+    {"cmphs", {nullptr, m_cmphs, false}, emit_cmp, CMHS, 3, 4, false},
+    {"cmplt", {nullptr, m_cmplt, false}, emit_cmp, CMGT | SWAPPED, 3, 4, false},
+    {"cmple", {nullptr, m_cmple, false}, emit_cmp, CMGE | SWAPPED, 3, 4, false},
+    {"cmplo", {nullptr, m_cmplo, false}, emit_cmp, CMHI | SWAPPED, 3, 4, false},
+    {"cmpls", {nullptr, m_cmpls, false}, emit_cmp, CMHS | SWAPPED, 3, 4, false},
     {"fcmeq", {nullptr, m_fcmeq, true}, emit_fcm, FCMEQ, 0, 3, false},
     {"fcmgt", {nullptr, m_fcmgt, true}, emit_fcm, FCMGT, 0, 3, false},
     {"fcmge", {nullptr, m_fcmge, true}, emit_fcm, FCMGE, 0, 3, false},
