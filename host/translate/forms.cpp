@@ -28,6 +28,7 @@ struct fx {
     uint32_t w;
     uint32_t param;
     int slow;
+    int body;  // label between a memory form's guards and its work, or -1
     int chunks() const { return env.vl / 16; }
     uint32_t f(int lo, int bits) const { return (w >> lo) & ((1u << bits) - 1); }
     uint32_t sz() const { return uint32_t(row->esz); }
@@ -551,9 +552,7 @@ uint64_t fp_expand(uint32_t imm8, uint32_t sz) {
 void emit_dup(const fx& x) {
     uint32_t zd = x.f(0, 5), sz = x.sz(), k = x.r.v[0];
     if (x.param == 0) {
-        uint32_t rn = xsp_src(x, x.f(5, 5), x.r.g[0]);
-        if (rn == 31) rn = x.r.g[0];  // (not reached: sp was copied)
-        x.e.put(dup_gpr(sz, k, rn));
+        x.e.put(dup_gpr(sz, k, xsp_src(x, x.f(5, 5), x.r.g[0])));
     } else if (x.param == 1) {
         int64_t imm = int64_t(int8_t(x.f(5, 8))) << (x.f(13, 1) ? 8 : 0);
         mov_const(x.e, x.r.g[0], uint64_t(imm));
@@ -603,6 +602,7 @@ void emit_contiguous(const fx& x) {
     uint32_t ratio_log = sz - msz, per_chunk = 16u >> ratio_log;
     bool load = x.row->access == SVE_ACCESS_LOAD, sign = x.row->type[0] == 'S';
     memory_guards(x, pg, sz);
+    if (x.body >= 0) x.e.bind(x.body);
     uint32_t a = x.r.g[0];
     uint32_t base = xsp_src(x, rn, a);
     if (x.row->address == SVE_ADDRESS_LSS) {
@@ -698,10 +698,14 @@ bool m_fadda(const sve_row_info& r, uint32_t, const xl_env&) { return name_has(r
 bool m_mla(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_mla_zpzz") && r.esz <= 2; }
 bool m_mls(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_mls_zpzz") && r.esz <= 2; }
 
+// The element sizes a form takes: any (predicates, scalars), the four integer ones, or single and
+// double precision (half precision keeps the call: the host may lack it, and FZ16).
+enum size_rule : uint8_t { ANY_SIZE, INT_SIZES, FP_SIZES };
+
 struct rule {
     const char* op;  // the specialised operation, or null: match decides
     match_fn match;  // further conditions, or null
-    bool fp;         // single and double only
+    size_rule sizes;
 };
 
 }  // namespace
@@ -718,100 +722,100 @@ struct xl_form {
 namespace {
 
 const xl_form FORMS[] = {
-    {"ptrue", {"sve_ptrue_pi", nullptr, false}, emit_ptrue, 0, 0, 1, false},
-    {"ptrues", {nullptr, m_ptrues, false}, emit_ptrue, 1, 1, 1, false},
-    {"pfalse", {"sve_pfalse_p", nullptr, false}, emit_ptrue, 0, 0, 1, false},
-    {"while", {nullptr, m_while, false}, emit_while, 0, 3, 2, false},
-    {"inc (scalar)", {nullptr, nullptr, false}, emit_count_scalar, 0, 0, 0, false},
-    {"dec (scalar)", {nullptr, nullptr, false}, emit_count_scalar, 1, 0, 0, false},
-    {"cnt", {nullptr, m_cnt, false}, emit_count_scalar, 2, 0, 0, false},
-    {"inc (vector)", {nullptr, nullptr, false}, emit_count_vector, 0, 1, 2, false},
-    {"dec (vector)", {nullptr, nullptr, false}, emit_count_vector, 1, 1, 2, false},
-    {"addvl", {"sve_addvl_rri", m_addvl, false}, emit_addvl, 0, 1, 0, false},
-    {"addpl", {"sve_addpl_rri", m_addvl, false}, emit_addvl, 3, 1, 0, false},
-    {"rdvl", {"sve_rdvl_ri", nullptr, false}, emit_rdvl, 0, 0, 0, false},
-    {"add", {"sve_add_zzz", nullptr, false}, emit_zzz, ADD, 0, 2, false},
-    {"sub", {"sve_sub_zzz", nullptr, false}, emit_zzz, SUB, 0, 2, false},
-    {"and", {"sve_and_zzz", nullptr, false}, emit_zzz, AND, 0, 2, false},
-    {"orr", {"sve_orr_zzz", nullptr, false}, emit_zzz, ORR, 0, 2, false},
-    {"eor", {"sve_eor_zzz", nullptr, false}, emit_zzz, EOR, 0, 2, false},
-    {"bic", {"sve_bic_zzz", nullptr, false}, emit_zzz, BIC, 0, 2, false},
-    {"fadd", {"sve_fadd_zzz", nullptr, true}, emit_zzz, FADD, 0, 2, false},
-    {"fsub", {"sve_fsub_zzz", nullptr, true}, emit_zzz, FSUB, 0, 2, false},
-    {"fmul", {"sve_fmul_zzz", nullptr, true}, emit_zzz, FMUL, 0, 2, false},
-    {"add (predicated)", {"sve_add_zpz", nullptr, false}, emit_zpz, ADD, 0, 3, false},
-    {"sub (predicated)", {"sve_sub_zpz", nullptr, false}, emit_zpz, SUB, 0, 3, false},
-    {"mul (predicated)", {nullptr, m_mul, false}, emit_zpz, MUL, 0, 3, false},
-    {"and (predicated)", {"sve_and_zpz", nullptr, false}, emit_zpz, AND, 0, 3, false},
-    {"orr (predicated)", {"sve_orr_zpz", nullptr, false}, emit_zpz, ORR, 0, 3, false},
-    {"eor (predicated)", {"sve_eor_zpz", nullptr, false}, emit_zpz, EOR, 0, 3, false},
-    {"bic (predicated)", {"sve_bic_zpz", nullptr, false}, emit_zpz, BIC, 0, 3, false},
-    {"fadd (predicated)", {"sve_fadd_zpz", nullptr, true}, emit_zpz, FADD, 0, 3, false},
-    {"fsub (predicated)", {"sve_fsub_zpz", nullptr, true}, emit_zpz, FSUB, 0, 3, false},
-    {"fmul (predicated)", {"sve_fmul_zpz", nullptr, true}, emit_zpz, FMUL, 0, 3, false},
-    {"fdiv (predicated)", {"sve_fdiv_zpz", nullptr, true}, emit_zpz, FDIV, 1, 4, false},
-    {"smax (predicated)", {nullptr, m_smax, false}, emit_zpz, 0x4E206400u, 0, 3, false},
-    {"umax (predicated)", {nullptr, m_umax, false}, emit_zpz, 0x6E206400u, 0, 3, false},
-    {"smin (predicated)", {nullptr, m_smin, false}, emit_zpz, 0x4E206C00u, 0, 3, false},
-    {"umin (predicated)", {nullptr, m_umin, false}, emit_zpz, 0x6E206C00u, 0, 3, false},
-    {"fmaxnm (predicated)", {"sve_fmaxnm_zpz", nullptr, true}, emit_zpz, 0x4E20C400u, 0, 3, false},
-    {"fminnm (predicated)", {"sve_fminnm_zpz", nullptr, true}, emit_zpz, 0x4EA0C400u, 0, 3, false},
-    {"fmax (predicated)", {"sve_fmax_zpz", nullptr, true}, emit_zpz, 0x4E20F400u, 0, 3, false},
-    {"fadd (immediate)", {"sve_fadd_zpi", nullptr, true}, emit_zpz, FADD | FP_IMM, 1, 4, false},
-    {"fsub (immediate)", {"sve_fsub_zpi", nullptr, true}, emit_zpz, FSUB | FP_IMM, 1, 4, false},
-    {"fmul (immediate)", {"sve_fmul_zpi", nullptr, true}, emit_zpz, FMUL | FP_IMM, 1, 4, false},
-    {"mla", {nullptr, m_mla, false}, emit_mla, MLA, 0, 4, false},
-    {"mls", {nullptr, m_mls, false}, emit_mla, MLS, 0, 4, false},
-    {"fmla", {"sve_fmla_zpzz", nullptr, true}, emit_mla, FMLA, 0, 4, false},
-    {"fmls", {"sve_fmls_zpzz", nullptr, true}, emit_mla, FMLS, 0, 4, false},
-    {"fnmla", {"sve_fnmla_zpzz", nullptr, true}, emit_mla, FMLS | NEG_ADDEND, 0, 4, false},
-    {"fnmls", {"sve_fnmls_zpzz", nullptr, true}, emit_mla, FMLA | NEG_ADDEND, 0, 4, false},
-    {"fmad", {"sve_fmad_zpzz", nullptr, true}, emit_mla, FMLA | MAD_FORM, 0, 4, false},
-    {"fmsb", {"sve_fmsb_zpzz", nullptr, true}, emit_mla, FMLS | MAD_FORM, 0, 4, false},
-    {"fnmad", {"sve_fnmad_zpzz", nullptr, true}, emit_mla, FMLS | MAD_FORM | NEG_ADDEND, 0, 4, false},
-    {"fnmsb", {"sve_fnmsb_zpzz", nullptr, true}, emit_mla, FMLA | MAD_FORM | NEG_ADDEND, 0, 4, false},
-    {"neg (predicated)", {"sve_neg_zpz", nullptr, false}, emit_unary, 0x6E20B800u, 0, 3, false},
-    {"fabs", {"sve_fabs_zpz", nullptr, true}, emit_unary, 0x4EA0F800u, 0, 3, false},
-    {"fneg", {"sve_fneg_zpz", nullptr, true}, emit_unary, 0x6EA0F800u, 0, 3, false},
-    {"fsqrt", {"sve_fsqrt_zpz", nullptr, true}, emit_unary, 0x6EA1F800u, 0, 3, false},
-    {"scvtf", {nullptr, m_scvtf, true}, emit_unary, 0x4E21D800u, 0, 3, false},
-    {"ucvtf", {nullptr, m_ucvtf, true}, emit_unary, 0x6E21D800u, 0, 3, false},
-    {"movprfx (merging)", {nullptr, m_movprfx_m, false}, emit_unary, 0, 0, 3, false},
-    {"movprfx (zeroing)", {nullptr, m_movprfx_z, false}, emit_unary, ZEROING, 0, 3, false},
-    {"lsl (immediate)", {"sve_lsl_zzi", nullptr, false}, emit_shift_imm, 0x4F005400u, 0, 1, false},
-    {"asr (immediate)", {"sve_asr_zzi", nullptr, false}, emit_shift_imm, 0x4F000400u, 0, 1, false},
-    {"lsr (immediate)", {nullptr, m_lsr_imm, false}, emit_shift_imm, 0x6F000400u, 0, 1, false},
-    {"add (immediate)", {"sve_add_zi", m_add_imm, false}, emit_add_imm, ADD, 1, 2, false},
-    {"sub (immediate)", {"sve_sub_zi", m_add_imm, false}, emit_add_imm, SUB, 1, 2, false},
-    {"and (predicates)", {"sve_and_pppp", nullptr, false}, emit_pred_logic, AND, 0, 4, false},
-    {"orr (predicates)", {"sve_orr_pppp", nullptr, false}, emit_pred_logic, ORR, 0, 4, false},
-    {"eor (predicates)", {"sve_eor_pppp", nullptr, false}, emit_pred_logic, EOR, 0, 4, false},
-    {"bic (predicates)", {"sve_bic_pppp", nullptr, false}, emit_pred_logic, BIC, 0, 4, false},
-    {"nor (predicates)", {"sve_nor_pppp", nullptr, false}, emit_pred_logic, ORN, 0, 4, false},
-    {"fdup", {"sve_fdup_zi", nullptr, true}, emit_dup, 2, 1, 1, false},
-    {"fadda", {nullptr, m_fadda, true}, emit_fadda, 0, 2, 2, false},
-    {"cmpeq", {nullptr, m_cmpeq, false}, emit_cmp, CMEQ, 3, 4, false},
-    {"cmpne", {nullptr, m_cmpne, false}, emit_cmp, CMEQ | INVERTED, 3, 4, false},
-    {"cmpgt", {nullptr, m_cmpgt, false}, emit_cmp, CMGT, 3, 4, false},
-    {"cmpge", {nullptr, m_cmpge, false}, emit_cmp, CMGE, 3, 4, false},
-    {"cmphi", {nullptr, m_cmphi, false}, emit_cmp, CMHI, 3, 4, false},
-    {"cmphs", {nullptr, m_cmphs, false}, emit_cmp, CMHS, 3, 4, false},
-    {"cmplt", {nullptr, m_cmplt, false}, emit_cmp, CMGT | SWAPPED, 3, 4, false},
-    {"cmple", {nullptr, m_cmple, false}, emit_cmp, CMGE | SWAPPED, 3, 4, false},
-    {"cmplo", {nullptr, m_cmplo, false}, emit_cmp, CMHI | SWAPPED, 3, 4, false},
-    {"cmpls", {nullptr, m_cmpls, false}, emit_cmp, CMHS | SWAPPED, 3, 4, false},
-    {"fcmeq", {nullptr, m_fcmeq, true}, emit_fcm, FCMEQ, 0, 3, false},
-    {"fcmgt", {nullptr, m_fcmgt, true}, emit_fcm, FCMGT, 0, 3, false},
-    {"fcmge", {nullptr, m_fcmge, true}, emit_fcm, FCMGE, 0, 3, false},
-    {"fcmlt (zero)", {"sve_fcmlt_ppz", nullptr, true}, emit_fcm, FCMGT | SWAPPED, 0, 3, false},
-    {"fcmle (zero)", {"sve_fcmle_ppz", nullptr, true}, emit_fcm, FCMGE | SWAPPED, 0, 3, false},
-    {"fcmne", {"sve_fcmne_ppzz", nullptr, true}, emit_fcm, FCMEQ | INVERTED, 0, 3, false},
-    {"fcmuo", {"sve_fcmuo_ppzz", nullptr, true}, emit_fcm, FCMEQ | UNORDERED, 0, 3, false},
-    {"sel", {"sve_sel_zpzz", nullptr, false}, emit_sel, 0, 0, 3, false},
-    {"movprfx", {"sve_movprfx_zz", nullptr, false}, emit_movprfx, 0, 0, 1, false},
-    {"dup (scalar)", {"sve_dup_zr", nullptr, false}, emit_dup, 0, 1, 1, false},
-    {"dup (immediate)", {"sve_dup_zi", nullptr, false}, emit_dup, 1, 1, 1, false},
-    {"ld1/st1 (contiguous)", {nullptr, m_contiguous, false}, emit_contiguous, 0, 2, 2, true},
+    {"ptrue", {"sve_ptrue_pi", nullptr, ANY_SIZE}, emit_ptrue, 0, 0, 1, false},
+    {"ptrues", {nullptr, m_ptrues, ANY_SIZE}, emit_ptrue, 1, 1, 1, false},
+    {"pfalse", {"sve_pfalse_p", nullptr, ANY_SIZE}, emit_ptrue, 0, 0, 1, false},
+    {"while", {nullptr, m_while, INT_SIZES}, emit_while, 0, 3, 2, false},
+    {"inc (scalar)", {nullptr, nullptr, ANY_SIZE}, emit_count_scalar, 0, 0, 0, false},
+    {"dec (scalar)", {nullptr, nullptr, ANY_SIZE}, emit_count_scalar, 1, 0, 0, false},
+    {"cnt", {nullptr, m_cnt, ANY_SIZE}, emit_count_scalar, 2, 0, 0, false},
+    {"inc (vector)", {nullptr, nullptr, INT_SIZES}, emit_count_vector, 0, 1, 2, false},
+    {"dec (vector)", {nullptr, nullptr, INT_SIZES}, emit_count_vector, 1, 1, 2, false},
+    {"addvl", {"sve_addvl_rri", m_addvl, ANY_SIZE}, emit_addvl, 0, 1, 0, false},
+    {"addpl", {"sve_addpl_rri", m_addvl, ANY_SIZE}, emit_addvl, 3, 1, 0, false},
+    {"rdvl", {"sve_rdvl_ri", nullptr, ANY_SIZE}, emit_rdvl, 0, 0, 0, false},
+    {"add", {"sve_add_zzz", nullptr, INT_SIZES}, emit_zzz, ADD, 0, 2, false},
+    {"sub", {"sve_sub_zzz", nullptr, INT_SIZES}, emit_zzz, SUB, 0, 2, false},
+    {"and", {"sve_and_zzz", nullptr, INT_SIZES}, emit_zzz, AND, 0, 2, false},
+    {"orr", {"sve_orr_zzz", nullptr, INT_SIZES}, emit_zzz, ORR, 0, 2, false},
+    {"eor", {"sve_eor_zzz", nullptr, INT_SIZES}, emit_zzz, EOR, 0, 2, false},
+    {"bic", {"sve_bic_zzz", nullptr, INT_SIZES}, emit_zzz, BIC, 0, 2, false},
+    {"fadd", {"sve_fadd_zzz", nullptr, FP_SIZES}, emit_zzz, FADD, 0, 2, false},
+    {"fsub", {"sve_fsub_zzz", nullptr, FP_SIZES}, emit_zzz, FSUB, 0, 2, false},
+    {"fmul", {"sve_fmul_zzz", nullptr, FP_SIZES}, emit_zzz, FMUL, 0, 2, false},
+    {"add (predicated)", {"sve_add_zpz", nullptr, INT_SIZES}, emit_zpz, ADD, 0, 3, false},
+    {"sub (predicated)", {"sve_sub_zpz", nullptr, INT_SIZES}, emit_zpz, SUB, 0, 3, false},
+    {"mul (predicated)", {nullptr, m_mul, INT_SIZES}, emit_zpz, MUL, 0, 3, false},
+    {"and (predicated)", {"sve_and_zpz", nullptr, INT_SIZES}, emit_zpz, AND, 0, 3, false},
+    {"orr (predicated)", {"sve_orr_zpz", nullptr, INT_SIZES}, emit_zpz, ORR, 0, 3, false},
+    {"eor (predicated)", {"sve_eor_zpz", nullptr, INT_SIZES}, emit_zpz, EOR, 0, 3, false},
+    {"bic (predicated)", {"sve_bic_zpz", nullptr, INT_SIZES}, emit_zpz, BIC, 0, 3, false},
+    {"fadd (predicated)", {"sve_fadd_zpz", nullptr, FP_SIZES}, emit_zpz, FADD, 0, 3, false},
+    {"fsub (predicated)", {"sve_fsub_zpz", nullptr, FP_SIZES}, emit_zpz, FSUB, 0, 3, false},
+    {"fmul (predicated)", {"sve_fmul_zpz", nullptr, FP_SIZES}, emit_zpz, FMUL, 0, 3, false},
+    {"fdiv (predicated)", {"sve_fdiv_zpz", nullptr, FP_SIZES}, emit_zpz, FDIV, 1, 4, false},
+    {"smax (predicated)", {nullptr, m_smax, INT_SIZES}, emit_zpz, 0x4E206400u, 0, 3, false},
+    {"umax (predicated)", {nullptr, m_umax, INT_SIZES}, emit_zpz, 0x6E206400u, 0, 3, false},
+    {"smin (predicated)", {nullptr, m_smin, INT_SIZES}, emit_zpz, 0x4E206C00u, 0, 3, false},
+    {"umin (predicated)", {nullptr, m_umin, INT_SIZES}, emit_zpz, 0x6E206C00u, 0, 3, false},
+    {"fmaxnm (predicated)", {"sve_fmaxnm_zpz", nullptr, FP_SIZES}, emit_zpz, 0x4E20C400u, 0, 3, false},
+    {"fminnm (predicated)", {"sve_fminnm_zpz", nullptr, FP_SIZES}, emit_zpz, 0x4EA0C400u, 0, 3, false},
+    {"fmax (predicated)", {"sve_fmax_zpz", nullptr, FP_SIZES}, emit_zpz, 0x4E20F400u, 0, 3, false},
+    {"fadd (immediate)", {"sve_fadd_zpi", nullptr, FP_SIZES}, emit_zpz, FADD | FP_IMM, 1, 4, false},
+    {"fsub (immediate)", {"sve_fsub_zpi", nullptr, FP_SIZES}, emit_zpz, FSUB | FP_IMM, 1, 4, false},
+    {"fmul (immediate)", {"sve_fmul_zpi", nullptr, FP_SIZES}, emit_zpz, FMUL | FP_IMM, 1, 4, false},
+    {"mla", {nullptr, m_mla, INT_SIZES}, emit_mla, MLA, 0, 4, false},
+    {"mls", {nullptr, m_mls, INT_SIZES}, emit_mla, MLS, 0, 4, false},
+    {"fmla", {"sve_fmla_zpzz", nullptr, FP_SIZES}, emit_mla, FMLA, 0, 4, false},
+    {"fmls", {"sve_fmls_zpzz", nullptr, FP_SIZES}, emit_mla, FMLS, 0, 4, false},
+    {"fnmla", {"sve_fnmla_zpzz", nullptr, FP_SIZES}, emit_mla, FMLS | NEG_ADDEND, 0, 4, false},
+    {"fnmls", {"sve_fnmls_zpzz", nullptr, FP_SIZES}, emit_mla, FMLA | NEG_ADDEND, 0, 4, false},
+    {"fmad", {"sve_fmad_zpzz", nullptr, FP_SIZES}, emit_mla, FMLA | MAD_FORM, 0, 4, false},
+    {"fmsb", {"sve_fmsb_zpzz", nullptr, FP_SIZES}, emit_mla, FMLS | MAD_FORM, 0, 4, false},
+    {"fnmad", {"sve_fnmad_zpzz", nullptr, FP_SIZES}, emit_mla, FMLS | MAD_FORM | NEG_ADDEND, 0, 4, false},
+    {"fnmsb", {"sve_fnmsb_zpzz", nullptr, FP_SIZES}, emit_mla, FMLA | MAD_FORM | NEG_ADDEND, 0, 4, false},
+    {"neg (predicated)", {"sve_neg_zpz", nullptr, INT_SIZES}, emit_unary, 0x6E20B800u, 0, 3, false},
+    {"fabs", {"sve_fabs_zpz", nullptr, FP_SIZES}, emit_unary, 0x4EA0F800u, 0, 3, false},
+    {"fneg", {"sve_fneg_zpz", nullptr, FP_SIZES}, emit_unary, 0x6EA0F800u, 0, 3, false},
+    {"fsqrt", {"sve_fsqrt_zpz", nullptr, FP_SIZES}, emit_unary, 0x6EA1F800u, 0, 3, false},
+    {"scvtf", {nullptr, m_scvtf, FP_SIZES}, emit_unary, 0x4E21D800u, 0, 3, false},
+    {"ucvtf", {nullptr, m_ucvtf, FP_SIZES}, emit_unary, 0x6E21D800u, 0, 3, false},
+    {"movprfx (merging)", {nullptr, m_movprfx_m, INT_SIZES}, emit_unary, 0, 0, 3, false},
+    {"movprfx (zeroing)", {nullptr, m_movprfx_z, INT_SIZES}, emit_unary, ZEROING, 0, 3, false},
+    {"lsl (immediate)", {"sve_lsl_zzi", nullptr, INT_SIZES}, emit_shift_imm, 0x4F005400u, 0, 1, false},
+    {"asr (immediate)", {"sve_asr_zzi", nullptr, INT_SIZES}, emit_shift_imm, 0x4F000400u, 0, 1, false},
+    {"lsr (immediate)", {nullptr, m_lsr_imm, INT_SIZES}, emit_shift_imm, 0x6F000400u, 0, 1, false},
+    {"add (immediate)", {"sve_add_zi", m_add_imm, INT_SIZES}, emit_add_imm, ADD, 1, 2, false},
+    {"sub (immediate)", {"sve_sub_zi", m_add_imm, INT_SIZES}, emit_add_imm, SUB, 1, 2, false},
+    {"and (predicates)", {"sve_and_pppp", nullptr, ANY_SIZE}, emit_pred_logic, AND, 0, 4, false},
+    {"orr (predicates)", {"sve_orr_pppp", nullptr, ANY_SIZE}, emit_pred_logic, ORR, 0, 4, false},
+    {"eor (predicates)", {"sve_eor_pppp", nullptr, ANY_SIZE}, emit_pred_logic, EOR, 0, 4, false},
+    {"bic (predicates)", {"sve_bic_pppp", nullptr, ANY_SIZE}, emit_pred_logic, BIC, 0, 4, false},
+    {"nor (predicates)", {"sve_nor_pppp", nullptr, ANY_SIZE}, emit_pred_logic, ORN, 0, 4, false},
+    {"fdup", {"sve_fdup_zi", nullptr, FP_SIZES}, emit_dup, 2, 1, 1, false},
+    {"fadda", {nullptr, m_fadda, FP_SIZES}, emit_fadda, 0, 2, 2, false},
+    {"cmpeq", {nullptr, m_cmpeq, INT_SIZES}, emit_cmp, CMEQ, 3, 4, false},
+    {"cmpne", {nullptr, m_cmpne, INT_SIZES}, emit_cmp, CMEQ | INVERTED, 3, 4, false},
+    {"cmpgt", {nullptr, m_cmpgt, INT_SIZES}, emit_cmp, CMGT, 3, 4, false},
+    {"cmpge", {nullptr, m_cmpge, INT_SIZES}, emit_cmp, CMGE, 3, 4, false},
+    {"cmphi", {nullptr, m_cmphi, INT_SIZES}, emit_cmp, CMHI, 3, 4, false},
+    {"cmphs", {nullptr, m_cmphs, INT_SIZES}, emit_cmp, CMHS, 3, 4, false},
+    {"cmplt", {nullptr, m_cmplt, INT_SIZES}, emit_cmp, CMGT | SWAPPED, 3, 4, false},
+    {"cmple", {nullptr, m_cmple, INT_SIZES}, emit_cmp, CMGE | SWAPPED, 3, 4, false},
+    {"cmplo", {nullptr, m_cmplo, INT_SIZES}, emit_cmp, CMHI | SWAPPED, 3, 4, false},
+    {"cmpls", {nullptr, m_cmpls, INT_SIZES}, emit_cmp, CMHS | SWAPPED, 3, 4, false},
+    {"fcmeq", {nullptr, m_fcmeq, FP_SIZES}, emit_fcm, FCMEQ, 0, 3, false},
+    {"fcmgt", {nullptr, m_fcmgt, FP_SIZES}, emit_fcm, FCMGT, 0, 3, false},
+    {"fcmge", {nullptr, m_fcmge, FP_SIZES}, emit_fcm, FCMGE, 0, 3, false},
+    {"fcmlt (zero)", {"sve_fcmlt_ppz", nullptr, FP_SIZES}, emit_fcm, FCMGT | SWAPPED, 0, 3, false},
+    {"fcmle (zero)", {"sve_fcmle_ppz", nullptr, FP_SIZES}, emit_fcm, FCMGE | SWAPPED, 0, 3, false},
+    {"fcmne", {"sve_fcmne_ppzz", nullptr, FP_SIZES}, emit_fcm, FCMEQ | INVERTED, 0, 3, false},
+    {"fcmuo", {"sve_fcmuo_ppzz", nullptr, FP_SIZES}, emit_fcm, FCMEQ | UNORDERED, 0, 3, false},
+    {"sel", {"sve_sel_zpzz", nullptr, INT_SIZES}, emit_sel, 0, 0, 3, false},
+    {"movprfx", {"sve_movprfx_zz", nullptr, INT_SIZES}, emit_movprfx, 0, 0, 1, false},
+    {"dup (scalar)", {"sve_dup_zr", nullptr, INT_SIZES}, emit_dup, 0, 1, 1, false},
+    {"dup (immediate)", {"sve_dup_zi", nullptr, INT_SIZES}, emit_dup, 1, 1, 1, false},
+    {"ld1/st1 (contiguous)", {nullptr, m_contiguous, INT_SIZES}, emit_contiguous, 0, 2, 2, true},
 };
 
 // The inc/dec forms name their operation by size letter: sve_inc{b,h,w,d}_rii and the like.
@@ -825,11 +829,7 @@ bool matches(const xl_form& f, const sve_row_info& r, uint32_t w, const xl_env& 
     if (f.emit == emit_count_vector) return count_op(r, f.param ? "dec" : "inc", "_zii");
     if (f.pick.op && !is_op(r, f.pick.op)) return false;
     if (f.pick.match && !f.pick.match(r, w, env)) return false;
-    if (f.pick.fp && !fp_sizes(r)) return false;
-    if (!f.pick.fp && f.emit != emit_ptrue && f.emit != emit_addvl && f.emit != emit_rdvl && f.emit != emit_count_scalar &&
-        f.emit != emit_pred_logic && !int_sizes(r))
-        return false;
-    return true;
+    return f.pick.sizes == ANY_SIZE || (f.pick.sizes == FP_SIZES ? fp_sizes(r) : int_sizes(r));
 }
 
 }  // namespace
@@ -848,9 +848,13 @@ xl_word xl_select(const sve_row_info* row, uint32_t word, const xl_env& env) {
     return x;
 }
 
-void xl_emit(xl_emitter& e, const xl_word& w, const xl_regs& r, const xl_env& env, int slow) {
-    fx x{e, r, env, w.row, w.word, w.form->param, slow};
+void xl_emit(xl_emitter& e, const xl_word& w, const xl_regs& r, const xl_env& env, int slow, int body) {
+    fx x{e, r, env, w.row, w.word, w.form->param, slow, body};
     w.form->emit(x);
+}
+
+bool xl_guards_carry(const xl_word& prev, const xl_word& next) {
+    return prev.memory && next.memory && ((prev.word >> 10) & 7) == ((next.word >> 10) & 7) && next.row->esz >= prev.row->esz;
 }
 
 int xl_form_count() { return int(sizeof FORMS / sizeof FORMS[0]); }

@@ -164,8 +164,15 @@ bool host_translate_run(uintptr_t pc, const sequence* first) {
         w[k].slow = em.new_label(), w[k].plain = em.new_label(), w[k].called = em.new_label();
     }
     int open = -1;
+    int pending = -1;  // the label behind the previous translated word: its way out comes back there
     for (int k = 0; k < n; k++) {
         if (w[k].seg >= 0) {
+            int body = -1;
+            if (pending >= 0 && open == w[k].seg && xl_guards_carry(w[k - 1].x, w[k].x)) {
+                body = em.new_label();
+                em.branch(a64::b(0), body);  // past the guards that the previous word's passed
+            }
+            if (pending >= 0) em.bind(pending), pending = -1;
             if (open != w[k].seg) {
                 if (open >= 0) xl_epilogue(em, regs[open], env);
                 em.bind(w[k].entry);
@@ -175,10 +182,11 @@ bool host_translate_run(uintptr_t pc, const sequence* first) {
             }
             em.bind(w[k].start);
             w[k].lo = em.n;
-            xl_emit(em, w[k].x, regs[open], env, w[k].slow);
+            xl_emit(em, w[k].x, regs[open], env, w[k].slow, body);
             w[k].hi = em.n;
-            em.bind(w[k].after);
+            pending = w[k].after;
         } else {
+            if (pending >= 0) em.bind(pending), pending = -1;
             // Consecutive called words share the saves of the first and the reloads of the last:
             // the emulation call of each reads and writes the record, where the state stays.
             if (open >= 0) xl_epilogue(em, regs[open], env);
@@ -196,6 +204,7 @@ bool host_translate_run(uintptr_t pc, const sequence* first) {
             if (last_called && !append_elements(em, w[k].s, call + 1, w[k].s->n)) return false;
         }
     }
+    if (pending >= 0) em.bind(pending);
     if (open >= 0) xl_epilogue(em, regs[open], env);
     int back = em.n;
     em.put(0);  // b behind the last word, once the trampoline has its place

@@ -79,8 +79,13 @@ struct xl_word {
 
 // The form of a word of `row` at this length, if the translator has one.
 xl_word xl_select(const sve_row_info* row, uint32_t word, const xl_env& env);
-// Emits the word's code; `slow` is the label of its way out to the call (memory forms).
-void xl_emit(xl_emitter& e, const xl_word& w, const xl_regs& r, const xl_env& env, int slow);
+// Emits the word's code; `slow` is the label of its way out to the call (memory forms), `body`
+// (or -1) a label to bind between their guards and their work.
+void xl_emit(xl_emitter& e, const xl_word& w, const xl_regs& r, const xl_env& env, int slow, int body = -1);
+// Whether the guards of a memory word that passed hold for the next one too (the same governing
+// predicate, elements no smaller, and neither changes it or the trace flag): the next one's
+// work can follow the first one's directly, while its guards stay for the way back from the call.
+bool xl_guards_carry(const xl_word& prev, const xl_word& next);
 // The scratch registers of a run whose words name `uses`, or false when too few are free.
 bool xl_pick_regs(uint32_t uses, int ng, int nv, xl_regs& r);
 // Set-up of the scratch registers and the record pointer, and its undoing.
