@@ -631,6 +631,32 @@ void emit_contiguous(const fx& x) {
     }
 }
 
+// ld2* / ld3* / ld4*: N registers from N-member structures, chunk by chunk with the Advanced SIMD
+// structure loads into the registers zt.. themselves, the last chunk first so that chunk 0 stays
+// in the V registers. A read of the first and the last byte first (the whole access is below a
+// page) makes a fault happen before anything changed.
+uint32_t structure_members(const sve_row_info& r) { return uint32_t(r.op[6] - '0'); }
+void emit_structure_load(const fx& x) {
+    uint32_t zt = x.f(0, 5), rn = x.f(5, 5), pg = x.f(10, 3), sz = x.sz(), n = structure_members(*x.row);
+    uint32_t bytes = n * uint32_t(x.env.vl);
+    memory_guards(x, pg, sz);
+    if (x.body >= 0) x.e.bind(x.body);
+    uint32_t a = x.r.g[0], t = x.r.g[1];
+    uint32_t base = xsp_src(x, rn, a);
+    if (x.row->address == SVE_ADDRESS_LSS) x.e.put(add_reg(a, base, x.f(16, 5), sz));
+    else add_const(x.e, a, base, int64_t(int32_t(x.f(16, 4) << 28) >> 28) * int64_t(bytes));
+    x.e.put(ldrb(t, a, 0));
+    x.e.put(ldrb(t, a, bytes - 1));
+    static constexpr uint32_t ldn[5] = {0, 0, 0x4C408000u, 0x4C404000u, 0x4C400000u};
+    for (int c = x.chunks() - 1; c >= 0; c--) {
+        uint32_t from = a;
+        if (c) x.e.put(add_imm(t, a, uint32_t(c) * 16 * n)), from = t;
+        x.e.put(ldn[n] | (sz << 10) | (from << 5) | zt);
+        if (c)
+            for (uint32_t j = 0; j < n; j++) x.e.put(str_q((zt + j) % 32, x.r.rec, zoff(x.env, (zt + j) % 32, c)));
+    }
+}
+
 // ---- the forms ----
 
 typedef void (*emit_fn)(const fx&);
@@ -658,6 +684,10 @@ bool m_contiguous(const sve_row_info& r, uint32_t, const xl_env&) {
                                               std::strstr(r.op, "sve_ldnt1") || std::strstr(r.op, "sve_stnt1")))
         return false;
     return int_sizes(r) && r.mem_bytes >= 1 && r.mem_bytes <= (1 << r.esz);
+}
+bool m_structure_load(const sve_row_info& r, uint32_t, const xl_env&) {
+    if (r.access != SVE_ACCESS_LOAD || (r.address != SVE_ADDRESS_SI && r.address != SVE_ADDRESS_LSS) || !r.op) return false;
+    return std::strncmp(r.op, "sve_ld", 6) == 0 && r.op[6] >= '2' && r.op[6] <= '4' && r.mem_bytes == (1 << r.esz);
 }
 bool m_mul(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_mul_zpz") && r.esz <= 2; }
 bool m_smax(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_smax_zpz") && r.esz <= 2; }
@@ -816,6 +846,7 @@ const xl_form FORMS[] = {
     {"dup (scalar)", {"sve_dup_zr", nullptr, INT_SIZES}, emit_dup, 0, 1, 1, false},
     {"dup (immediate)", {"sve_dup_zi", nullptr, INT_SIZES}, emit_dup, 1, 1, 1, false},
     {"ld1/st1 (contiguous)", {nullptr, m_contiguous, INT_SIZES}, emit_contiguous, 0, 2, 2, true},
+    {"ld2/ld3/ld4", {nullptr, m_structure_load, INT_SIZES}, emit_structure_load, 0, 2, 2, true},
 };
 
 // The inc/dec forms name their operation by size letter: sve_inc{b,h,w,d}_rii and the like.
@@ -843,6 +874,8 @@ xl_word xl_select(const sve_row_info* row, uint32_t word, const xl_env& env) {
         if (!matches(f, *row, word, env)) continue;
         x.form = &f;
         x.ng = f.ng, x.nv = f.nv, x.memory = f.memory;
+        if (f.emit == emit_structure_load)  // the other registers of the list
+            for (uint32_t j = 1; j < structure_members(*row); j++) x.uses |= 1u << ((word + j) & 31);
         break;
     }
     return x;
