@@ -523,6 +523,45 @@ void emit_pred_logic(const fx& x) {
     }
 }
 
+// adr zd, [zn, zm{, lsl #msz}], packed elements: zd := zn + (zm << msz).
+void emit_adr(const fx& x) {
+    uint32_t zd = x.f(0, 5), zn = x.f(5, 5), zm = x.f(16, 5), sh = x.f(10, 2), sz = x.sz();
+    for (int c = 0; c < x.chunks(); c++) {
+        uint32_t b = zsrc(x, zm, c, x.r.v[1]);
+        if (sh) x.e.put(shl(sz, x.r.v[1], b, sh)), b = x.r.v[1];
+        uint32_t a = zsrc(x, zn, c, x.r.v[0]);
+        uint32_t to = c == 0 ? zd : x.r.v[0];
+        x.e.put(three(ADD, sz, to, a, b));
+        zdst(x, zd, c, to);
+    }
+}
+
+// rev zd, zn: the elements in reverse order. Chunks are taken in pairs from both ends (and
+// the middle one alone), both read before either is written, so zd may be zn.
+void emit_rev(const fx& x) {
+    uint32_t zd = x.f(0, 5), zn = x.f(5, 5), sz = x.sz();
+    uint32_t ta = x.r.v[0], tb = x.r.v[1];
+    auto reverse = [&](uint32_t v) {
+        if (sz < 3) x.e.put(0x4E200800u | (sz << 22) | (v << 5) | v);  // rev64
+        x.e.put(0x6E000000u | (v << 16) | (8u << 11) | (v << 5) | v);   // ext #8: swap the halves
+    };
+    int n = x.chunks();
+    for (int lo = 0, hi = n - 1; lo <= hi; lo++, hi--) {
+        uint32_t a = zsrc(x, zn, lo, ta);
+        if (a != ta) x.e.put(mov_v(ta, a));
+        reverse(ta);
+        if (lo == hi) {
+            zdst(x, zd, lo, ta);
+            break;
+        }
+        uint32_t b = zsrc(x, zn, hi, tb);
+        if (b != tb) x.e.put(mov_v(tb, b));
+        reverse(tb);
+        zdst(x, zd, lo, tb);
+        zdst(x, zd, hi, ta);
+    }
+}
+
 // sel zd, pg, zn, zm
 void emit_sel(const fx& x) {
     uint32_t zd = x.f(0, 5), zn = x.f(5, 5), pg = x.f(10, 4), zm = x.f(16, 5), sz = x.sz();
@@ -689,6 +728,10 @@ bool m_structure_load(const sve_row_info& r, uint32_t, const xl_env&) {
     if (r.access != SVE_ACCESS_LOAD || (r.address != SVE_ADDRESS_SI && r.address != SVE_ADDRESS_LSS) || !r.op) return false;
     return std::strncmp(r.op, "sve_ld", 6) == 0 && r.op[6] >= '2' && r.op[6] <= '4' && r.mem_bytes == (1 << r.esz);
 }
+// adr with packed 32-bit or 64-bit offsets (not the sign- or zero-extended 32-bit ones)
+bool m_adr(const sve_row_info& r, uint32_t, const xl_env&) {
+    return name_has(r, "LEA") && name_has(r, "VV") && !name_has(r, "XVV") && !name_has(r, "YVV");
+}
 bool m_mul(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_mul_zpz") && r.esz <= 2; }
 bool m_smax(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_smax_zpz") && r.esz <= 2; }
 bool m_umax(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_umax_zpz") && r.esz <= 2; }
@@ -842,6 +885,8 @@ const xl_form FORMS[] = {
     {"fcmne", {"sve_fcmne_ppzz", nullptr, FP_SIZES}, emit_fcm, FCMEQ | INVERTED, 0, 3, false},
     {"fcmuo", {"sve_fcmuo_ppzz", nullptr, FP_SIZES}, emit_fcm, FCMEQ | UNORDERED, 0, 3, false},
     {"sel", {"sve_sel_zpzz", nullptr, INT_SIZES}, emit_sel, 0, 0, 3, false},
+    {"rev", {"sve_rev_zz", nullptr, INT_SIZES}, emit_rev, 0, 0, 2, false},
+    {"adr", {nullptr, m_adr, INT_SIZES}, emit_adr, 0, 0, 2, false},
     {"movprfx", {"sve_movprfx_zz", nullptr, INT_SIZES}, emit_movprfx, 0, 0, 1, false},
     {"dup (scalar)", {"sve_dup_zr", nullptr, INT_SIZES}, emit_dup, 0, 1, 1, false},
     {"dup (immediate)", {"sve_dup_zi", nullptr, INT_SIZES}, emit_dup, 1, 1, 1, false},
