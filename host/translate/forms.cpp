@@ -696,6 +696,34 @@ void emit_structure_load(const fx& x) {
     }
 }
 
+// Gathers and scatters without extension or truncation: element by element, the offset from
+// zm's lane (zero- or sign-extended 32-bit, or 64-bit; scaled by the element or not) added to
+// the base, one lane loaded into a chunk's register or stored from it.
+void emit_gather(const fx& x) {
+    uint32_t zt = x.f(0, 5), rn = x.f(5, 5), pg = x.f(10, 3), zm = x.f(16, 5), sz = x.sz();
+    bool load = x.row->access == SVE_ACCESS_LOAD;
+    const char* op = x.row->op;
+    uint32_t option = std::strstr(op, "sxtw") ? 6u : std::strstr(op, "uxtw") ? 2u : 3u;
+    uint32_t shift = std::strstr(op, "scaled") ? sz : 0;
+    memory_guards(x, pg, sz);
+    if (x.body >= 0) x.e.bind(x.body);
+    uint32_t off = x.r.g[0], addr = x.r.g[1], base = xsp_src(x, rn, x.r.g[2]);
+    uint32_t per_chunk = 16u >> sz;
+    for (int c = 0; c < x.chunks(); c++) {
+        uint32_t t = load ? x.r.v[0] : zsrc(x, zt, c, x.r.v[0]);
+        for (uint32_t i = 0; i < per_chunk; i++) {
+            uint32_t at = zoff(x.env, zm, c) + (i << sz);
+            if (sz == 3) x.e.put(c ? ldr_x(off, x.r.rec, at) : umov_d(off, zm, i));
+            else if (option == 6) x.e.put(c ? 0xB9800000u | ((at / 4) << 10) | (x.r.rec << 5) | off : 0x4E042C00u | (i << 19) | (zm << 5) | off);
+            else x.e.put(c ? 0xB9400000u | ((at / 4) << 10) | (x.r.rec << 5) | off : 0x0E043C00u | (i << 19) | (zm << 5) | off);
+            x.e.put(0x8B200000u | (off << 16) | (option << 13) | (shift << 10) | (base << 5) | addr);  // add, extended
+            uint32_t lane = sz == 3 ? 0x0D408400u | (i << 30) : 0x0D408000u | ((i >> 1) << 30) | ((i & 1) << 12);
+            x.e.put((load ? lane : lane & ~(1u << 22)) | (addr << 5) | t);
+        }
+        if (load) zdst(x, zt, c, t);
+    }
+}
+
 // ---- the forms ----
 
 typedef void (*emit_fn)(const fx&);
@@ -731,6 +759,16 @@ bool m_structure_load(const sve_row_info& r, uint32_t, const xl_env&) {
 // adr with packed 32-bit or 64-bit offsets (not the sign- or zero-extended 32-bit ones)
 bool m_adr(const sve_row_info& r, uint32_t, const xl_env&) {
     return name_has(r, "LEA") && name_has(r, "VV") && !name_has(r, "XVV") && !name_has(r, "YVV");
+}
+// word and doubleword elements from memory elements of their size, offsets in a vector
+bool m_gather(const sve_row_info& r, uint32_t w, const xl_env&) {
+    if ((r.access != SVE_ACCESS_LOAD && r.access != SVE_ACCESS_STORE) || !r.op) return false;
+    if (r.address == SVE_ADDRESS_NONE || r.address == SVE_ADDRESS_SI || r.address == SVE_ADDRESS_LSS ||
+        r.address == SVE_ADDRESS_VI)
+        return false;
+    if (r.esz < 2 || r.mem_bytes != (1 << r.esz) || r.type[0] != 'U') return false;
+    // a load into its own offsets keeps the call: its way back after a fault must find them
+    return r.access == SVE_ACCESS_STORE || (w & 31) != ((w >> 16) & 31);
 }
 bool m_mul(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_mul_zpz") && r.esz <= 2; }
 bool m_smax(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_smax_zpz") && r.esz <= 2; }
@@ -892,6 +930,7 @@ const xl_form FORMS[] = {
     {"dup (immediate)", {"sve_dup_zi", nullptr, INT_SIZES}, emit_dup, 1, 1, 1, false},
     {"ld1/st1 (contiguous)", {nullptr, m_contiguous, INT_SIZES}, emit_contiguous, 0, 2, 2, true},
     {"ld2/ld3/ld4", {nullptr, m_structure_load, INT_SIZES}, emit_structure_load, 0, 2, 2, true},
+    {"gather/scatter", {nullptr, m_gather, INT_SIZES}, emit_gather, 0, 3, 2, true},
 };
 
 // The inc/dec forms name their operation by size letter: sve_inc{b,h,w,d}_rii and the like.
