@@ -28,7 +28,8 @@ struct fx {
     uint32_t w;
     uint32_t param;
     int slow;
-    int body;  // label between a memory form's guards and its work, or -1
+    int body;    // label between a memory form's guards and its work, or -1
+    int resume;  // label behind the word (before any guards of the next), or -1
     int chunks() const { return env.vl / 16; }
     uint32_t f(int lo, int bits) const { return (w >> lo) & ((1u << bits) - 1); }
     uint32_t sz() const { return uint32_t(row->esz); }
@@ -607,16 +608,21 @@ void emit_dup(const fx& x) {
 
 // The way out to the call: while the thread records a region of interest (the trace takes the
 // call's records), and unless every element is active (inactive ones must not touch memory).
-void memory_guards(const fx& x, uint32_t pg, uint32_t sz) {
+void trace_guard(const fx& x) {
+    auto& e = x.e;
+    uint32_t g = x.r.g[0];
+    if (!x.env.trace_tp) return;
+    e.put(mrs_tpidr(g));
+    if (x.env.trace_tp >> 12) e.put(add_imm(g, g, (x.env.trace_tp >> 12) & 0xFFF, true));
+    e.put(ldr_x(g, g, x.env.trace_tp & 0xFFF));
+    e.put(ldrb(g, g, 0));
+    e.branch(cbnz_w(g, 0), x.slow);
+}
+// `partial`: where a word goes when an element is inactive (the call's way out when -1).
+void memory_guards(const fx& x, uint32_t pg, uint32_t sz, int partial = -1) {
     auto& e = x.e;
     uint32_t g = x.r.g[0], h = x.r.g[1];
-    if (x.env.trace_tp) {
-        e.put(mrs_tpidr(g));
-        if (x.env.trace_tp >> 12) e.put(add_imm(g, g, (x.env.trace_tp >> 12) & 0xFFF, true));
-        e.put(ldr_x(g, g, x.env.trace_tp & 0xFFF));
-        e.put(ldrb(g, g, 0));
-        e.branch(cbnz_w(g, 0), x.slow);
-    }
+    trace_guard(x);
     uint32_t acc = x.r.v[0], t = x.r.v[1];
     for (int c = 0; c < x.chunks(); c++) {
         e.put(ldr_q(c == 0 ? acc : t, x.r.rec, poff(x.env, pg, c)));
@@ -629,7 +635,26 @@ void memory_guards(const fx& x, uint32_t pg, uint32_t sz) {
     static constexpr uint32_t lead[4] = {0x030, 0x020, 0x000, 0x1000};
     e.put(and_bits(g, g, lead[sz]));
     e.put(eor_bits(g, g, lead[sz]));
-    e.branch(cbnz_x(g, 0), x.slow);
+    e.branch(cbnz_x(g, 0), partial >= 0 ? partial : x.slow);
+}
+
+// Element i of a chunk, governed: `flag` := the predicate byte at `byte` (from `pbase`), and the
+// next two instructions skipped when bit 0 is clear.
+void element_guard(const fx& x, uint32_t flag, uint32_t pbase, uint32_t byte) {
+    x.e.put(ldrb(flag, pbase, byte));
+    x.e.put(0x36000000u | (3u << 5) | flag);  // tbz flag, #0, +3
+}
+// A lane of a V register to or from a general register: ins vd.<T>[i], w|x / umov w|x, vn.<T>[i].
+uint32_t ins_lane(uint32_t sz, uint32_t d, uint32_t i, uint32_t n) {
+    return 0x4E001C00u | (((i << (sz + 1)) | (1u << sz)) << 16) | (n << 5) | d;
+}
+uint32_t umov_lane(uint32_t sz, uint32_t d, uint32_t n, uint32_t i) {
+    return (sz == 3 ? 0x4E003C00u : 0x0E003C00u) | (((i << (sz + 1)) | (1u << sz)) << 16) | (n << 5) | d;
+}
+// ldr / str of a general register of 1 << sz bytes at base + byte.
+uint32_t gpr_mem(bool load, uint32_t sz, uint32_t t, uint32_t n, uint32_t byte) {
+    static constexpr uint32_t op[4] = {0x39000000u, 0x79000000u, 0xB9000000u, 0xF9000000u};
+    return op[sz] | (load ? 1u << 22 : 0) | ((byte >> sz) << 10) | (n << 5) | t;
 }
 
 // ld1* / st1* with scalar plus scaled scalar or scalar plus immediate (times the vector's memory
@@ -640,7 +665,9 @@ void emit_contiguous(const fx& x) {
     uint32_t msz = uint32_t(__builtin_ctz(uint32_t(x.row->mem_bytes)));
     uint32_t ratio_log = sz - msz, per_chunk = 16u >> ratio_log;
     bool load = x.row->access == SVE_ACCESS_LOAD, sign = x.row->type[0] == 'S';
-    memory_guards(x, pg, sz);
+    // Elements of their memory size have a way for some inactive ones: element by element.
+    int partial = ratio_log == 0 && x.resume >= 0 ? x.e.new_label() : -1;
+    memory_guards(x, pg, sz, partial);
     if (x.body >= 0) x.e.bind(x.body);
     uint32_t a = x.r.g[0];
     uint32_t base = xsp_src(x, rn, a);
@@ -668,6 +695,34 @@ void emit_contiguous(const fx& x) {
             x.e.put(str_v(int(per_chunk), from, a, off));
         }
     }
+    if (partial < 0) return;
+    int over = x.e.new_label();
+    x.e.branch(a64::b(0), over);
+    x.e.bind(partial);
+    // (the address again: the guards ran before it was made)
+    base = xsp_src(x, rn, a);
+    if (x.row->address == SVE_ADDRESS_LSS) x.e.put(add_reg(a, base, x.f(16, 5), msz));
+    else add_const(x.e, a, base, int64_t(int32_t(x.f(16, 4) << 28) >> 28) * x.env.vl);
+    uint32_t pbase = x.r.g[1], flag = x.r.g[2];
+    add_const(x.e, pbase, x.r.rec, int64_t(poff(x.env, pg, 0)));
+    for (int c = 0; c < x.chunks(); c++) {
+        uint32_t v = load ? t : zsrc(x, zt, c, t);
+        if (load) x.e.put(movi_16b(t, 0));
+        for (uint32_t i = 0; i < per_chunk >> sz; i++) {
+            uint32_t byte = 16 * uint32_t(c) + (i << sz);
+            element_guard(x, flag, pbase, byte);
+            if (load) {
+                x.e.put(gpr_mem(true, sz, flag, a, byte));
+                x.e.put(ins_lane(sz, t, i, flag));
+            } else {
+                x.e.put(umov_lane(sz, flag, v, i));
+                x.e.put(gpr_mem(false, sz, flag, a, byte));
+            }
+        }
+        if (load) zdst(x, zt, c, t);
+    }
+    x.e.branch(a64::b(0), x.resume);
+    x.e.bind(over);
 }
 
 // ld2* / ld3* / ld4*: N registers from N-member structures, chunk by chunk with the Advanced SIMD
@@ -705,13 +760,17 @@ void emit_gather(const fx& x) {
     const char* op = x.row->op;
     uint32_t option = std::strstr(op, "sxtw") ? 6u : std::strstr(op, "uxtw") ? 2u : 3u;
     uint32_t shift = std::strstr(op, "scaled") ? sz : 0;
-    memory_guards(x, pg, sz);
+    trace_guard(x);  // inactive elements are skipped one by one
     if (x.body >= 0) x.e.bind(x.body);
-    uint32_t off = x.r.g[0], addr = x.r.g[1], base = xsp_src(x, rn, x.r.g[2]);
+    uint32_t off = x.r.g[0], addr = x.r.g[1], pbase = x.r.g[3], base = xsp_src(x, rn, x.r.g[2]);
     uint32_t per_chunk = 16u >> sz;
+    add_const(x.e, pbase, x.r.rec, int64_t(poff(x.env, pg, 0)));
     for (int c = 0; c < x.chunks(); c++) {
         uint32_t t = load ? x.r.v[0] : zsrc(x, zt, c, x.r.v[0]);
+        if (load) x.e.put(movi_16b(t, 0));
         for (uint32_t i = 0; i < per_chunk; i++) {
+            x.e.put(ldrb(off, pbase, 16 * uint32_t(c) + (i << sz)));
+            x.e.put(0x36000000u | (4u << 5) | off);  // tbz: past the element's three instructions
             uint32_t at = zoff(x.env, zm, c) + (i << sz);
             if (sz == 3) x.e.put(c ? ldr_x(off, x.r.rec, at) : umov_d(off, zm, i));
             else if (option == 6) x.e.put(c ? 0xB9800000u | ((at / 4) << 10) | (x.r.rec << 5) | off : 0x4E042C00u | (i << 19) | (zm << 5) | off);
@@ -928,9 +987,9 @@ const xl_form FORMS[] = {
     {"movprfx", {"sve_movprfx_zz", nullptr, INT_SIZES}, emit_movprfx, 0, 0, 1, false},
     {"dup (scalar)", {"sve_dup_zr", nullptr, INT_SIZES}, emit_dup, 0, 1, 1, false},
     {"dup (immediate)", {"sve_dup_zi", nullptr, INT_SIZES}, emit_dup, 1, 1, 1, false},
-    {"ld1/st1 (contiguous)", {nullptr, m_contiguous, INT_SIZES}, emit_contiguous, 0, 2, 2, true},
+    {"ld1/st1 (contiguous)", {nullptr, m_contiguous, INT_SIZES}, emit_contiguous, 0, 3, 2, true},
     {"ld2/ld3/ld4", {nullptr, m_structure_load, INT_SIZES}, emit_structure_load, 0, 2, 2, true},
-    {"gather/scatter", {nullptr, m_gather, INT_SIZES}, emit_gather, 0, 3, 2, true},
+    {"gather/scatter", {nullptr, m_gather, INT_SIZES}, emit_gather, 0, 4, 2, true},
 };
 
 // The inc/dec forms name their operation by size letter: sve_inc{b,h,w,d}_rii and the like.
@@ -958,6 +1017,7 @@ xl_word xl_select(const sve_row_info* row, uint32_t word, const xl_env& env) {
         if (!matches(f, *row, word, env)) continue;
         x.form = &f;
         x.ng = f.ng, x.nv = f.nv, x.memory = f.memory;
+        x.any_predicate = f.emit == emit_gather || (f.emit == emit_contiguous && row->mem_bytes == (1 << row->esz));
         if (f.emit == emit_structure_load)  // the other registers of the list
             for (uint32_t j = 1; j < structure_members(*row); j++) x.uses |= 1u << ((word + j) & 31);
         break;
@@ -965,8 +1025,8 @@ xl_word xl_select(const sve_row_info* row, uint32_t word, const xl_env& env) {
     return x;
 }
 
-void xl_emit(xl_emitter& e, const xl_word& w, const xl_regs& r, const xl_env& env, int slow, int body) {
-    fx x{e, r, env, w.row, w.word, w.form->param, slow, body};
+void xl_emit(xl_emitter& e, const xl_word& w, const xl_regs& r, const xl_env& env, int slow, int body, int resume) {
+    fx x{e, r, env, w.row, w.word, w.form->param, slow, body, resume};
     w.form->emit(x);
 }
 

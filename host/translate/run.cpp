@@ -182,7 +182,7 @@ bool host_translate_run(uintptr_t pc, const sequence* first) {
             }
             em.bind(w[k].start);
             w[k].lo = em.n;
-            xl_emit(em, w[k].x, regs[open], env, w[k].slow, body);
+            xl_emit(em, w[k].x, regs[open], env, w[k].slow, body, w[k].after);
             w[k].hi = em.n;
             pending = w[k].after;
         } else {

@@ -75,13 +75,16 @@ struct xl_word {
     uint32_t uses;        // registers the word names (bit per number; general and vector alike)
     int ng, nv;           // scratch registers its code needs
     bool memory;          // loads or stores: it has a way out to the call (slow label)
+    bool any_predicate;   // a memory form that keeps inactive elements inline too (given a resume label)
 };
 
 // The form of a word of `row` at this length, if the translator has one.
 xl_word xl_select(const sve_row_info* row, uint32_t word, const xl_env& env);
 // Emits the word's code; `slow` is the label of its way out to the call (memory forms), `body`
-// (or -1) a label to bind between their guards and their work.
-void xl_emit(xl_emitter& e, const xl_word& w, const xl_regs& r, const xl_env& env, int slow, int body = -1);
+// (or -1) a label to bind between their guards and their work, `resume` (or -1) the label behind
+// the word where a way of its own for inactive elements comes back (without it, they take the call).
+void xl_emit(xl_emitter& e, const xl_word& w, const xl_regs& r, const xl_env& env, int slow, int body = -1,
+             int resume = -1);
 // Whether the guards of a memory word that passed hold for the next one too (the same governing
 // predicate, elements no smaller, and neither changes it or the trace flag): the next one's
 // work can follow the first one's directly, while its guards stay for the way back from the call.

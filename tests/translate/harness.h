@@ -127,7 +127,11 @@ inline xl_test_fn xl_test_build(uint32_t* buf, int max, const xl_word* words, in
     int slow = e.new_label();
     xl_test_entry(e, env);
     xl_prologue(e, r, env);
-    for (int i = 0; i < n; i++) xl_emit(e, words[i], r, env, slow);
+    for (int i = 0; i < n; i++) {
+        int resume = e.new_label();
+        xl_emit(e, words[i], r, env, slow, -1, resume);
+        e.bind(resume);
+    }
     xl_epilogue(e, r, env);
     xl_test_exit(e, env, false);
     e.bind(slow);
