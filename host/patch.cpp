@@ -90,7 +90,7 @@ bool host_redirect(uintptr_t pc, uintptr_t to) {
 // date) and a branch back behind the word. Then the word becomes a branch to it. False leaves
 // the word as it is, to the trap stage.
 bool host_patch(uintptr_t pc, const sequence* s) {
-    if (host_translate_enabled) return host_translate_run(pc, s);
+    if (host_translate_enabled && host_translate_run(pc, s)) return true;  // else the word's sequence alone
     constexpr int MAX_WORDS = 2048;
     static uint32_t buf[MAX_WORDS];
     int n = 0;

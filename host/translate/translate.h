@@ -20,7 +20,7 @@ struct xl_env {
 // Machine code under construction: words, labels, branches to labels and 16-byte literals put
 // behind the code. Fixed capacity; `failed` once anything did not fit or reach.
 struct xl_emitter {
-    static constexpr int MAX_LABELS = 256, MAX_FIXUPS = 512, MAX_LITERALS = 64;
+    static constexpr int MAX_LABELS = 256, MAX_FIXUPS = 1024, MAX_LITERALS = 256;
     xl_emitter(uint32_t* buf, int capacity) : out(buf), max(capacity) {}
     uint32_t* out;
     int max;
