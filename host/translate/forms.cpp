@@ -765,17 +765,33 @@ void emit_gather(const fx& x) {
     uint32_t off = x.r.g[0], addr = x.r.g[1], pbase = x.r.g[3], base = xsp_src(x, rn, x.r.g[2]);
     uint32_t per_chunk = 16u >> sz;
     add_const(x.e, pbase, x.r.rec, int64_t(poff(x.env, pg, 0)));
+    // An element's address, from its offset lane: chunk 0 from the V register, the others from the record.
+    auto address = [&](int c, uint32_t i) {
+        uint32_t at = zoff(x.env, zm, c) + (i << sz);
+        if (sz == 3) x.e.put(c ? ldr_x(off, x.r.rec, at) : umov_d(off, zm, i));
+        else if (option == 6) x.e.put(c ? 0xB9800000u | ((at / 4) << 10) | (x.r.rec << 5) | off : 0x4E042C00u | (i << 19) | (zm << 5) | off);
+        else x.e.put(c ? 0xB9400000u | ((at / 4) << 10) | (x.r.rec << 5) | off : 0x0E043C00u | (i << 19) | (zm << 5) | off);
+        x.e.put(0x8B200000u | (off << 16) | (option << 13) | (shift << 10) | (base << 5) | addr);  // add, extended
+    };
+    auto governed = [&](int c, uint32_t i) {
+        x.e.put(ldrb(off, pbase, 16 * uint32_t(c) + (i << sz)));
+        x.e.put(0x36000000u | (4u << 5) | off);  // tbz: past the element's three instructions
+    };
+    // A load into its own offsets reads every element once first: a fault then comes before the
+    // offsets are overwritten, and the way back through the call finds them.
+    if (load && zt == zm)
+        for (int c = 0; c < x.chunks(); c++)
+            for (uint32_t i = 0; i < per_chunk; i++) {
+                governed(c, i);
+                address(c, i);
+                x.e.put(gpr_mem(true, sz, off, addr, 0));
+            }
     for (int c = 0; c < x.chunks(); c++) {
         uint32_t t = load ? x.r.v[0] : zsrc(x, zt, c, x.r.v[0]);
         if (load) x.e.put(movi_16b(t, 0));
         for (uint32_t i = 0; i < per_chunk; i++) {
-            x.e.put(ldrb(off, pbase, 16 * uint32_t(c) + (i << sz)));
-            x.e.put(0x36000000u | (4u << 5) | off);  // tbz: past the element's three instructions
-            uint32_t at = zoff(x.env, zm, c) + (i << sz);
-            if (sz == 3) x.e.put(c ? ldr_x(off, x.r.rec, at) : umov_d(off, zm, i));
-            else if (option == 6) x.e.put(c ? 0xB9800000u | ((at / 4) << 10) | (x.r.rec << 5) | off : 0x4E042C00u | (i << 19) | (zm << 5) | off);
-            else x.e.put(c ? 0xB9400000u | ((at / 4) << 10) | (x.r.rec << 5) | off : 0x0E043C00u | (i << 19) | (zm << 5) | off);
-            x.e.put(0x8B200000u | (off << 16) | (option << 13) | (shift << 10) | (base << 5) | addr);  // add, extended
+            governed(c, i);
+            address(c, i);
             uint32_t lane = sz == 3 ? 0x0D408400u | (i << 30) : 0x0D408000u | ((i >> 1) << 30) | ((i & 1) << 12);
             x.e.put((load ? lane : lane & ~(1u << 22)) | (addr << 5) | t);
         }
@@ -820,14 +836,12 @@ bool m_adr(const sve_row_info& r, uint32_t, const xl_env&) {
     return name_has(r, "LEA") && name_has(r, "VV") && !name_has(r, "XVV") && !name_has(r, "YVV");
 }
 // word and doubleword elements from memory elements of their size, offsets in a vector
-bool m_gather(const sve_row_info& r, uint32_t w, const xl_env&) {
+bool m_gather(const sve_row_info& r, uint32_t, const xl_env&) {
     if ((r.access != SVE_ACCESS_LOAD && r.access != SVE_ACCESS_STORE) || !r.op) return false;
     if (r.address == SVE_ADDRESS_NONE || r.address == SVE_ADDRESS_SI || r.address == SVE_ADDRESS_LSS ||
         r.address == SVE_ADDRESS_VI)
         return false;
-    if (r.esz < 2 || r.mem_bytes != (1 << r.esz) || r.type[0] != 'U') return false;
-    // a load into its own offsets keeps the call: its way back after a fault must find them
-    return r.access == SVE_ACCESS_STORE || (w & 31) != ((w >> 16) & 31);
+    return r.esz >= 2 && r.mem_bytes == (1 << r.esz) && r.type[0] == 'U';
 }
 bool m_mul(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_mul_zpz") && r.esz <= 2; }
 bool m_smax(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_smax_zpz") && r.esz <= 2; }
@@ -1031,7 +1045,8 @@ void xl_emit(xl_emitter& e, const xl_word& w, const xl_regs& r, const xl_env& en
 }
 
 bool xl_guards_carry(const xl_word& prev, const xl_word& next) {
-    return prev.memory && next.memory && ((prev.word >> 10) & 7) == ((next.word >> 10) & 7) && next.row->esz >= prev.row->esz;
+    // (a gather tests no predicate as a whole: it goes element by element)
+    return prev.memory && prev.form->emit != emit_gather && next.memory && ((prev.word >> 10) & 7) == ((next.word >> 10) & 7) && next.row->esz >= prev.row->esz;
 }
 
 int xl_form_count() { return int(sizeof FORMS / sizeof FORMS[0]); }
