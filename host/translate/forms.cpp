@@ -619,10 +619,10 @@ void trace_guard(const fx& x) {
     e.branch(cbnz_w(g, 0), x.slow);
 }
 // `partial`: where a word goes when an element is inactive (the call's way out when -1).
-void memory_guards(const fx& x, uint32_t pg, uint32_t sz, int partial = -1) {
+// To `to` unless every element of pg (bit 0 of its first byte) is active.
+void predicate_guard(const fx& x, uint32_t pg, uint32_t sz, int to) {
     auto& e = x.e;
     uint32_t g = x.r.g[0], h = x.r.g[1];
-    trace_guard(x);
     uint32_t acc = x.r.v[0], t = x.r.v[1];
     for (int c = 0; c < x.chunks(); c++) {
         e.put(ldr_q(c == 0 ? acc : t, x.r.rec, poff(x.env, pg, c)));
@@ -635,7 +635,11 @@ void memory_guards(const fx& x, uint32_t pg, uint32_t sz, int partial = -1) {
     static constexpr uint32_t lead[4] = {0x030, 0x020, 0x000, 0x1000};
     e.put(and_bits(g, g, lead[sz]));
     e.put(eor_bits(g, g, lead[sz]));
-    e.branch(cbnz_x(g, 0), partial >= 0 ? partial : x.slow);
+    e.branch(cbnz_x(g, 0), to);
+}
+void memory_guards(const fx& x, uint32_t pg, uint32_t sz, int partial = -1) {
+    trace_guard(x);
+    predicate_guard(x, pg, sz, partial >= 0 ? partial : x.slow);
 }
 
 // Element i of a chunk, governed: `flag` := the predicate byte at `byte` (from `pbase`), and the
@@ -799,6 +803,29 @@ void emit_gather(const fx& x) {
     }
 }
 
+// fcmla with a rotation: the Advanced SIMD instruction when every element is active (the pairs'
+// elements feed each other, so inactive ones cannot simply be zeroed); else the call.
+void emit_fcmla(const fx& x) {
+    uint32_t zda = x.f(0, 5), zn = x.f(5, 5), pg = x.f(10, 3), rot = x.f(13, 2), zm = x.f(16, 5), sz = x.sz();
+    predicate_guard(x, pg, sz, x.slow);
+    if (x.body >= 0) x.e.bind(x.body);
+    for (int c = 0; c < x.chunks(); c++) {
+        uint32_t a = zsrc(x, zda, c, x.r.v[0]), n = zsrc(x, zn, c, x.r.v[1]), m = zsrc(x, zm, c, x.r.v[2]);
+        x.e.put(0x6E00C400u | (sz << 22) | (m << 16) | (rot << 11) | (n << 5) | a);
+        zdst(x, zda, c, a);
+    }
+}
+
+// sdot / udot of bytes into words, unpredicated.
+void emit_dot(const fx& x) {
+    uint32_t zda = x.f(0, 5), zn = x.f(5, 5), zm = x.f(16, 5);
+    for (int c = 0; c < x.chunks(); c++) {
+        uint32_t a = zsrc(x, zda, c, x.r.v[0]), n = zsrc(x, zn, c, x.r.v[1]), m = zsrc(x, zm, c, x.r.v[2]);
+        x.e.put(x.param | (m << 16) | (n << 5) | a);
+        zdst(x, zda, c, a);
+    }
+}
+
 // ---- the forms ----
 
 typedef void (*emit_fn)(const fx&);
@@ -842,6 +869,13 @@ bool m_gather(const sve_row_info& r, uint32_t, const xl_env&) {
         r.address == SVE_ADDRESS_VI)
         return false;
     return r.esz >= 2 && r.mem_bytes == (1 << r.esz) && r.type[0] == 'U';
+}
+bool m_fcma(const sve_row_info&, uint32_t, const xl_env& env) { return env.features & XL_HAS_FCMA; }
+bool m_sdot(const sve_row_info& r, uint32_t, const xl_env& env) {
+    return (env.features & XL_HAS_DOTPROD) && std::strcmp(r.name, "VecS32DotVVVX") == 0;
+}
+bool m_udot(const sve_row_info& r, uint32_t, const xl_env& env) {
+    return (env.features & XL_HAS_DOTPROD) && std::strcmp(r.name, "VecU32DotVVVX") == 0;
 }
 bool m_mul(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_mul_zpz") && r.esz <= 2; }
 bool m_smax(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_smax_zpz") && r.esz <= 2; }
@@ -1004,6 +1038,9 @@ const xl_form FORMS[] = {
     {"ld1/st1 (contiguous)", {nullptr, m_contiguous, INT_SIZES}, emit_contiguous, 0, 3, 2, true},
     {"ld2/ld3/ld4", {nullptr, m_structure_load, INT_SIZES}, emit_structure_load, 0, 2, 2, true},
     {"gather/scatter", {nullptr, m_gather, INT_SIZES}, emit_gather, 0, 4, 2, true},
+    {"fcmla", {"sve_fcmla_zpzzr", m_fcma, FP_SIZES}, emit_fcmla, 0, 2, 3, true},
+    {"sdot", {nullptr, m_sdot, INT_SIZES}, emit_dot, 0x4E809400u, 0, 3, false},
+    {"udot", {nullptr, m_udot, INT_SIZES}, emit_dot, 0x6E809400u, 0, 3, false},
 };
 
 // The inc/dec forms name their operation by size letter: sve_inc{b,h,w,d}_rii and the like.
@@ -1032,6 +1069,7 @@ xl_word xl_select(const sve_row_info* row, uint32_t word, const xl_env& env) {
         x.form = &f;
         x.ng = f.ng, x.nv = f.nv, x.memory = f.memory;
         x.any_predicate = f.emit == emit_gather || (f.emit == emit_contiguous && row->mem_bytes == (1 << row->esz));
+        x.traced = row->access != SVE_ACCESS_NONE;
         if (f.emit == emit_structure_load)  // the other registers of the list
             for (uint32_t j = 1; j < structure_members(*row); j++) x.uses |= 1u << ((word + j) & 31);
         break;
@@ -1045,8 +1083,9 @@ void xl_emit(xl_emitter& e, const xl_word& w, const xl_regs& r, const xl_env& en
 }
 
 bool xl_guards_carry(const xl_word& prev, const xl_word& next) {
-    // (a gather tests no predicate as a whole: it goes element by element)
-    return prev.memory && prev.form->emit != emit_gather && next.memory && ((prev.word >> 10) & 7) == ((next.word >> 10) & 7) && next.row->esz >= prev.row->esz;
+    // (only these test the trace flag and the whole predicate: a gather goes element by element)
+    bool tested = prev.form && (prev.form->emit == emit_contiguous || prev.form->emit == emit_structure_load);
+    return tested && next.memory && next.memory && ((prev.word >> 10) & 7) == ((next.word >> 10) & 7) && next.row->esz >= prev.row->esz;
 }
 
 int xl_form_count() { return int(sizeof FORMS / sizeof FORMS[0]); }

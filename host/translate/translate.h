@@ -15,7 +15,11 @@ struct xl_env {
     uint32_t record_tp;  // offset from TPIDR_EL0 of the word that holds the thread's cpu_state pointer
     uint32_t trace_tp;   // offset from TPIDR_EL0 of the word that holds a pointer to the thread's
                          // trace flag (non-zero while a region of interest records), or 0: none
+    uint32_t features;   // what the processor has beyond Advanced SIMD (XL_HAS_*)
 };
+// Optional Advanced SIMD instructions: complex multiply-add (FEAT_FCMA), dot products
+// (FEAT_DotProd); AT_HWCAP bits of the same names.
+constexpr uint32_t XL_HAS_FCMA = 1u << 14, XL_HAS_DOTPROD = 1u << 20;
 
 // Machine code under construction: words, labels, branches to labels and 16-byte literals put
 // behind the code. Fixed capacity; `failed` once anything did not fit or reach.
@@ -74,8 +78,10 @@ struct xl_word {
     uint32_t word;
     uint32_t uses;        // registers the word names (bit per number; general and vector alike)
     int ng, nv;           // scratch registers its code needs
-    bool memory;          // loads or stores: it has a way out to the call (slow label)
+    bool memory;          // it has a way out to the call (slow label): loads, stores, and forms
+                          // that take only an all-true governing predicate
     bool any_predicate;   // a memory form that keeps inactive elements inline too (given a resume label)
+    bool traced;          // it leaves for the call while the thread records a region of interest
 };
 
 // The form of a word of `row` at this length, if the translator has one.

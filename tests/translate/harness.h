@@ -4,6 +4,7 @@
 // code is emitted into an executable buffer between an entry and an exit written here.
 #pragma once
 
+#include <sys/auxv.h>
 #include <sys/mman.h>
 
 #include <cstddef>
@@ -34,7 +35,8 @@ struct xl_machine {
 inline xl_env xl_test_env(int vl) {
     auto tp = reinterpret_cast<uintptr_t>(__builtin_thread_pointer());
     xl_tls.trace_flag = &xl_test_trace_flag;
-    return {vl, uint32_t(uintptr_t(&xl_tls.record) - tp), uint32_t(uintptr_t(&xl_tls.trace_flag) - tp)};
+    return {vl, uint32_t(uintptr_t(&xl_tls.record) - tp), uint32_t(uintptr_t(&xl_tls.trace_flag) - tp),
+            uint32_t(getauxval(AT_HWCAP))};
 }
 
 // Executable memory for the tests' code.
