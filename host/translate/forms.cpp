@@ -6,7 +6,9 @@
 // Z register is V register z, chunks 1.. through zsrc/zdst, governing masks through pmask, scratch
 // registers x.r.g[..] and x.r.v[..], as many as its entry declares), then add an entry to FORMS:
 // its name, the rule that picks its rows (an operation name, or a match function over the row
-// and word), its emitter and parameter, and the scratch it needs. A form that cannot honour a
+// and word, and the element sizes it takes), its emitter and parameter, the scratch general and
+// V registers it needs, and whether it has a way out to the call (x.slow: loads and stores, and
+// forms that handle only an all-true predicate). A form that cannot honour a
 // word (an operand it does not handle, a vector length) refuses it in its match function; the
 // word then keeps the call. The test tests/translate/forms_test.cpp runs every row a form takes
 // against the row's handler, without a list of its own.
