@@ -55,9 +55,11 @@ int xl_emitter::finish() {
 
 namespace {
 
-// The record's chunk 0 of Z register `v`: a stale copy while the program runs natively, so a
-// scratch V register can wait there.
-uint32_t z_slot(const xl_env& env, uint32_t v) { return uint32_t(offsetof(cpu_state, z)) + v * uint32_t(env.vl); }
+// Where the scratch V registers wait below the moved sp, behind the general ones: on the stack
+// rather than in the record, so that a signal handler that runs SVE code meanwhile keeps them.
+constexpr uint32_t V_SLOTS = 48;
+static_assert(V_SLOTS >= 8 * (XL_MAX_G + 1) && V_SLOTS + 16 * XL_MAX_V <= XL_SP_BIAS, "the saves fit the bias");
+uint32_t v_slot(int i) { return V_SLOTS + 16 * uint32_t(i); }
 
 // Candidates, the intra-procedure-call registers first, then other caller-saved ones.
 constexpr uint32_t G_ORDER[] = {16, 17, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0};
@@ -100,12 +102,12 @@ void xl_prologue(xl_emitter& e, const xl_regs& r, const xl_env& env) {
     e.put(mrs_tpidr(r.rec));
     if (env.record_tp >> 12) e.put(add_imm(r.rec, r.rec, (env.record_tp >> 12) & 0xFFF, true));
     e.put(ldr_x(r.rec, r.rec, env.record_tp & 0xFFF));
-    for (int i = 0; i < r.nv; i++) e.put(str_q(r.v[i], r.rec, z_slot(env, r.v[i])));
+    for (int i = 0; i < r.nv; i++) e.put(str_q(r.v[i], SP, v_slot(i)));
 }
 
-void xl_epilogue(xl_emitter& e, const xl_regs& r, const xl_env& env) {
+void xl_epilogue(xl_emitter& e, const xl_regs& r, const xl_env&) {
     using namespace a64;
-    for (int i = 0; i < r.nv; i++) e.put(ldr_q(r.v[i], r.rec, z_slot(env, r.v[i])));
+    for (int i = 0; i < r.nv; i++) e.put(ldr_q(r.v[i], SP, v_slot(i)));
     uint32_t all[XL_MAX_G + 1] = {r.rec};
     for (int i = 0; i < r.ng; i++) all[i + 1] = r.g[i];
     int n = r.ng + 1;
@@ -114,10 +116,9 @@ void xl_epilogue(xl_emitter& e, const xl_regs& r, const xl_env& env) {
     e.put(add_imm(SP, SP, XL_SP_BIAS));
 }
 
-void xl_undo_setup(const xl_regs& r, const xl_env& env, uint64_t gpr[32], __uint128_t vregs[32]) {
-    const auto* rec = reinterpret_cast<const uint8_t*>(gpr[r.rec]);
-    for (int i = 0; i < r.nv; i++) std::memcpy(&vregs[r.v[i]], rec + z_slot(env, r.v[i]), 16);
+void xl_undo_setup(const xl_regs& r, uint64_t gpr[32], __uint128_t vregs[32]) {
     const auto* below = reinterpret_cast<const uint64_t*>(gpr[31]);
+    for (int i = 0; i < r.nv; i++) std::memcpy(&vregs[r.v[i]], reinterpret_cast<const uint8_t*>(below) + v_slot(i), 16);
     gpr[r.rec] = below[0];
     for (int i = 0; i < r.ng; i++) gpr[r.g[i]] = below[i + 1];
     gpr[31] += XL_SP_BIAS;

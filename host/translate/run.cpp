@@ -278,7 +278,7 @@ bool host_translated_fault(ucontext_t* uc) {
         uint64_t gpr[32];
         std::memcpy(gpr, uc->uc_mcontext.regs, 31 * 8);
         gpr[31] = uc->uc_mcontext.sp;
-        xl_undo_setup(s.regs, env, gpr, fp->vregs);
+        xl_undo_setup(s.regs, gpr, fp->vregs);
         std::memcpy(uc->uc_mcontext.regs, gpr, 31 * 8);
         uc->uc_mcontext.sp = gpr[31];
         uc->uc_mcontext.pc = s.resume;

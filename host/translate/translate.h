@@ -59,8 +59,8 @@ struct xl_emitter {
 };
 
 // The registers that the set-up of a run gives the translated words: the record pointer, scratch
-// general registers and scratch V registers (saved below sp and in the record's stale chunk 0
-// of the same Z register), and sp moved down by XL_SP_BIAS meanwhile.
+// general registers and scratch V registers (all saved just above the moved sp), and sp moved
+// down by XL_SP_BIAS meanwhile.
 constexpr int XL_SP_BIAS = 512;
 constexpr int XL_MAX_G = 4, XL_MAX_V = 4;
 struct xl_regs {
@@ -100,10 +100,10 @@ bool xl_pick_regs(uint32_t uses, int ng, int nv, xl_regs& r);
 // Set-up of the scratch registers and the record pointer, and its undoing.
 void xl_prologue(xl_emitter& e, const xl_regs& r, const xl_env& env);
 void xl_epilogue(xl_emitter& e, const xl_regs& r, const xl_env& env);
-// The program's registers back from a set-up run interrupted at a fault: the scratch general
-// registers from below sp, the V registers from the record, sp moved back. `gpr` are x0..x30 and
-// sp (index 31), `vregs` the 32 V registers.
-void xl_undo_setup(const xl_regs& r, const xl_env& env, uint64_t gpr[32], __uint128_t vregs[32]);
+// The program's registers back from a set-up run interrupted at a fault: the scratch registers
+// from their saves above the moved sp, sp moved back. `gpr` are x0..x30 and sp (index 31),
+// `vregs` the 32 V registers.
+void xl_undo_setup(const xl_regs& r, uint64_t gpr[32], __uint128_t vregs[32]);
 
 // Every translated form, for tests and the host's log.
 int xl_form_count();
