@@ -898,10 +898,12 @@ bool m_add_imm(const sve_row_info& r, uint32_t w, const xl_env&) { return !(r.es
 bool m_fcmeq(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_fcmeq_ppz") || is_op(r, "sve_fcmeq_ppzz"); }
 bool m_fcmgt(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_fcmgt_ppz") || is_op(r, "sve_fcmgt_ppzz"); }
 bool m_fcmge(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_fcmge_ppz") || is_op(r, "sve_fcmge_ppzz"); }
-// Integer compares with at most 64 elements (their flags come from one bitmap register).
+// Integer compares with at most 64 elements (their flags come from one bitmap register), of
+// halfwords or wider.
 bool cmp_op(const sve_row_info& r, const char* cc, const xl_env& env) {
     if (!r.op || std::strncmp(r.op, "sve_cmp", 7) != 0 || std::strncmp(r.op + 7, cc, 2) != 0) return false;
-    return (std::strcmp(r.op + 9, "_ppzz") == 0 || std::strcmp(r.op + 9, "_ppzi") == 0) && int_sizes(r) &&
+    // (byte elements: sixteen in a chunk are more than a byte's weights)
+    return (std::strcmp(r.op + 9, "_ppzz") == 0 || std::strcmp(r.op + 9, "_ppzi") == 0) && r.esz >= 1 && r.esz <= 3 &&
            (env.vl >> r.esz) <= 64;
 }
 bool m_cmpeq(const sve_row_info& r, uint32_t, const xl_env& env) { return cmp_op(r, "eq", env); }
