@@ -30,8 +30,10 @@ bool in_reach(uintptr_t a, uintptr_t b) {
     return d > -BRANCH_REACH && d < BRANCH_REACH;
 }
 
+}  // namespace
+
 // `bytes` of executable memory that a branch at `pc` reaches, or null.
-uint32_t* code_space(uintptr_t pc, size_t bytes) {
+uint32_t* host_code_space(uintptr_t pc, size_t bytes) {
     for (int i = 0; i < n_chunks; i++) {
         code_chunk& c = chunks[i];
         if (c.end - c.next >= bytes && in_reach(c.next, pc) && in_reach(c.next + bytes, pc)) {
@@ -61,7 +63,7 @@ uint32_t* code_space(uintptr_t pc, size_t bytes) {
 }
 
 // Appends the machine code of a sequence; false if an element has no encoding.
-bool encode_sequence(const sequence* s, uint32_t* buf, int& n, int max) {
+bool host_encode_sequence(const sequence* s, uint32_t* buf, int& n, int max) {
     for (int i = 0; i < s->n; i++) {
         if (n + HOST_MAX_ELEMENT_WORDS > max) return false;
         int k = host_encode_element(s->elems[i], code_env, buf + n);
@@ -71,25 +73,11 @@ bool encode_sequence(const sequence* s, uint32_t* buf, int& n, int max) {
     return true;
 }
 
-}  // namespace
+const host_code_env& host_code_environment() { return code_env; }
 
-// The trampoline of the SVE word at `pc`: the sequence (its call brings the record's FPCR up to
-// date) and a branch back behind the word. Then the word becomes a branch to it. False leaves
-// the word as it is, to the trap stage.
-bool host_patch(uintptr_t pc, const sequence* s) {
-    constexpr int MAX_WORDS = 2048;
-    static uint32_t buf[MAX_WORDS];
-    int n = 0;
-    if (!encode_sequence(s, buf, n, MAX_WORDS - 1)) return false;
-    uint32_t* code = code_space(pc, size_t(n + 1) * 4);
-    if (!code) return false;
-    uint32_t back = host_encode_branch(uintptr_t(code + n), pc + 4);
-    uint32_t there = host_encode_branch(pc, uintptr_t(code));
-    if (!back || !there) return false;
-    std::memcpy(code, buf, size_t(n) * 4);
-    code[n] = back;
-    host_trampoline_words.fetch_add(uint64_t(n + 1), std::memory_order_relaxed);
-    __builtin___clear_cache(reinterpret_cast<char*>(code), reinterpret_cast<char*>(code + n + 1));
+bool host_redirect(uintptr_t pc, uintptr_t to) {
+    uint32_t there = host_encode_branch(pc, to);
+    if (!there) return false;
     uintptr_t page = pc & ~(uintptr_t(sysconf(_SC_PAGESIZE)) - 1);
     if (mprotect(reinterpret_cast<void*>(page), size_t(sysconf(_SC_PAGESIZE)), PROT_READ | PROT_WRITE | PROT_EXEC)) return false;
     __atomic_store_n(reinterpret_cast<uint32_t*>(pc), there, __ATOMIC_RELEASE);
@@ -98,13 +86,35 @@ bool host_patch(uintptr_t pc, const sequence* s) {
     return true;
 }
 
-void host_setup_patch_stage() {
+// The trampoline of the SVE word at `pc`: the sequence (its call brings the record's FPCR up to
+// date) and a branch back behind the word. Then the word becomes a branch to it. False leaves
+// the word as it is, to the trap stage.
+bool host_patch(uintptr_t pc, const sequence* s) {
+    if (host_translate_enabled && host_translate_run(pc, s)) return true;  // else the word's sequence alone
+    constexpr int MAX_WORDS = 2048;
+    static uint32_t buf[MAX_WORDS];
+    int n = 0;
+    if (!host_encode_sequence(s, buf, n, MAX_WORDS - 1)) return false;
+    uint32_t* code = host_code_space(pc, size_t(n + 1) * 4);
+    if (!code) return false;
+    uint32_t back = host_encode_branch(uintptr_t(code + n), pc + 4);
+    if (!back) return false;
+    std::memcpy(code, buf, size_t(n) * 4);
+    code[n] = back;
+    host_trampoline_words.fetch_add(uint64_t(n + 1), std::memory_order_relaxed);
+    __builtin___clear_cache(reinterpret_cast<char*>(code), reinterpret_cast<char*>(code + n + 1));
+    return host_redirect(pc, uintptr_t(code));
+}
+
+void host_setup_patch_stage(void* client) {
     const char* stage = getenv("SVE_HOST_STAGE");
     if (stage && (std::strcmp(stage, "trap") == 0 || std::strcmp(stage, "1") == 0)) return;
+    bool translate = stage && std::strcmp(stage, "translate") == 0;
     uintptr_t offset = uintptr_t(&this_thread) - uintptr_t(__builtin_thread_pointer());
     if (offset >= (uintptr_t(1) << 24)) return;  // not reachable with two adds
     code_env.thread_offset = offset;
     // Without the place of the record's FPCR the trampoline could not keep it up to date.
     if (host_fpcr_watch && !host_fpcr_field_of(&this_thread)) return;
     host_patch_enabled = true;
+    if (translate) host_setup_translate_stage(client, offset);
 }

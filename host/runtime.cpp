@@ -94,6 +94,10 @@ void process_exit() {
         dr_fprintf(our_stderr, "SVE host: %llu trampoline words, %.1f a patched word\n",
                    (unsigned long long)host_trampoline_words.load(),
                    double(host_trampoline_words.load()) / host_patch_count.load());
+    if (host_translate_enabled)
+        dr_fprintf(our_stderr, "SVE host: %llu words translated, %llu words called, %llu runs merged\n",
+                   (unsigned long long)host_translated_words.load(), (unsigned long long)host_called_words.load(),
+                   (unsigned long long)host_merged_runs.load());
     dr_fprintf(our_stderr, "SVE host: deepest emulator stack use %llu bytes of %llu\n",
                (unsigned long long)deepest_stack_use.load(), (unsigned long long)HOST_EMULATOR_STACK_BYTES);
 }
@@ -164,7 +168,7 @@ __attribute__((constructor)) void host_start() {
     host_client_loaded = true;
     host_learn_fpcr_watch(&this_thread);
     host_thread_init(&this_thread);
-    host_setup_patch_stage();
+    host_setup_patch_stage(lib);
     atexit(process_exit);
 }
 
@@ -192,6 +196,7 @@ void host_thread_init(host_thread* t) {
     pthread_setspecific(thread_key, t);
     host_run_thread_events(t, true);
     t->fpcr_field = host_fpcr_field_of(t);
+    host_translate_thread_init(t);
 }
 
 bool host_in_client(uintptr_t pc) { return pc >= client_lo && pc < client_hi; }

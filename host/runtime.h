@@ -88,9 +88,33 @@ bool host_restore_before_word(const sequence* s, const host_thread* t, ucontext_
 // ---- The patch stage (patch.cpp) ----------------------------------------------------------------
 
 extern bool host_patch_enabled;
-void host_setup_patch_stage();
+// The patch stage, or the translate stage (SVE_HOST_STAGE=translate) on top of it; `client` is
+// the client library's handle.
+void host_setup_patch_stage(void* client);
 // Encodes the sequence into a trampoline and makes the word a branch to it.
 bool host_patch(uintptr_t pc, const sequence* s);
+// The parts of a trampoline: executable memory that a branch at `pc` reaches, the machine code
+// of a sequence appended to `buf`, and the word at `pc` made a branch to `to`.
+uint32_t* host_code_space(uintptr_t pc, size_t bytes);
+bool host_encode_sequence(const sequence* s, uint32_t* buf, int& n, int max);
+bool host_redirect(uintptr_t pc, uintptr_t to);
+struct host_code_env;
+const host_code_env& host_code_environment();
+
+// ---- The translate stage (translate/run.cpp) ----------------------------------------------------
+
+extern bool host_translate_enabled;
+extern std::atomic<uint64_t> host_translated_words, host_called_words, host_merged_runs;
+// Finds the client's row lookup and trace flag; the stage stays off without them.
+void host_setup_translate_stage(void* client, uintptr_t thread_offset);
+// The thread's part: where its trace flag is.
+void host_translate_thread_init(host_thread* t);
+// One trampoline for the run of SVE words that starts at `pc` (whose sequence is `s`): the words
+// the translator takes as inline code, the others as their sequences, each word a branch into it.
+bool host_translate_run(uintptr_t pc, const sequence* s);
+// A fault in the inline loads and stores of a run: the context is put back to the word's call,
+// which carries it out again and meets the fault as the patch stage does. False: not such a fault.
+bool host_translated_fault(ucontext_t* uc);
 
 // ---- Signals (signals.cpp) ----------------------------------------------------------------------
 

@@ -242,6 +242,8 @@ void on_fault(int sig, siginfo_t* info, void* context) {
     auto* uc = static_cast<ucontext_t*>(context);
     if (info->si_code > 0 && from_emulator(reinterpret_cast<void*>(uc->uc_mcontext.pc)))
         emulator_fault(sig, info, uc);
+    else if (info->si_code > 0 && host_translated_fault(uc))
+        ;  // the word's call carries it out again
     else
         to_program(sig, info, uc);
     errno = saved;

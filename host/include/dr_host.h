@@ -51,6 +51,7 @@ struct host_thread {
     uintptr_t emu_top;     // top of the thread's emulator stack, 0 without one
     uintptr_t emu_base;
     uintptr_t trap_pc;     // the SVE word that the trap stage is carrying out, else 0
+    const bool* trace_flag;  // the client's flag of a recording region (translated loads and stores read it)
 };
 
 // An instruction list of `n` application words at `pc`, decoded as far as the client needs.

@@ -27,6 +27,19 @@ extern "C" {
 __attribute__((visibility("default"))) int _USES_DR_VERSION_ = 701;
 // The vector length of this library, which the host runtime reports to the program (prctl).
 __attribute__((visibility("default"))) extern const int sve_vl_bytes = SVE_VL_BYTES;
+
+// For a host that translates words itself: the index in sve_rows of the word's row, or -1 for a
+// word that is not SVE.
+__attribute__((visibility("default"))) int sve_word_row(uint32_t word) {
+    sve_handler_t h = get_sve_handler(word);
+    for (int i = 0; h && i < SVE_DECODE_ROWS; i++)
+        if (sve_rows[i].handler == h) return i;
+    return -1;
+}
+
+// The calling thread's flag that is set while it records a region of interest: its loads and
+// stores must then go through the emulator, which traces them.
+__attribute__((visibility("default"))) const bool* sve_trace_flag() { return &enable_trace; }
 }
 
 static int tls_idx = -1;
