@@ -446,6 +446,8 @@ bool m_mul(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sv
 bool m_mla(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_mla_zpzz") && r.esz <= 2; }
 bool m_mls(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_mls_zpzz") && r.esz <= 2; }
 
+#include "host/translate/forms_more.inc"
+
 struct rule {
     const char* op;  // the specialised operation, or null: match decides
     match_fn match;  // further conditions, or null
@@ -507,6 +509,17 @@ const xl_form FORMS[] = {
     {"dup (scalar)", {"sve_dup_zr", nullptr, false}, emit_dup, 0, 1, 1, false},
     {"dup (immediate)", {"sve_dup_zi", nullptr, false}, emit_dup, 1, 1, 1, false},
     {"ld1/st1 (contiguous)", {nullptr, m_contiguous, false}, emit_contiguous, 0, 2, 2, true},
+    // gathers, scatters, structures, complex, dot, adr
+    {"fcmla", {"sve_fcmla_zpzzr", nullptr, true}, emit_fcmla, 0, 0, 4, false},
+    {"fcadd", {nullptr, m_fcadd, true}, emit_fcadd, 0, 0, 4, false},
+    {"ld1/st1 (gather, scatter)", {nullptr, m_gather, false}, emit_gather, 0, 3, 2, true},
+    {"ld2..ld4 (structures)", {nullptr, m_structure_load, false}, emit_structure, 0, 2, 2, true},
+    {"st2..st4 (structures)", {nullptr, m_structure_store, false}, emit_structure, 0, 2, 4, true},
+    {"adr", {nullptr, m_adr_plain, false}, emit_adr, 0, 0, 2, false},
+    {"adr (sxtw)", {nullptr, m_adr_sxtw, false}, emit_adr, 1, 0, 2, false},
+    {"adr (uxtw)", {nullptr, m_adr_uxtw, false}, emit_adr, 2, 0, 2, false},
+    {"sdot/udot", {nullptr, m_dot, false}, emit_dot, 0, 0, 4, false},
+    {"sdot/udot (indexed)", {nullptr, m_dot_indexed, false}, emit_dot, 1, 0, 4, false},
 };
 
 // The inc/dec forms name their operation by size letter: sve_inc{b,h,w,d}_rii and the like.
@@ -538,6 +551,7 @@ xl_word xl_select(const sve_row_info* row, uint32_t word, const xl_env& env) {
         if (!matches(f, *row, word, env)) continue;
         x.form = &f;
         x.ng = f.ng, x.nv = f.nv, x.memory = f.memory;
+        x.uses |= more_uses(*row, word);
         break;
     }
     return x;

@@ -10,6 +10,7 @@
 #include "tests/support/rows.h"
 #include "tests/support/state_util.h"
 #include "tests/translate/harness.h"
+#include "tests/translate/memory_operands.h"
 
 namespace {
 
@@ -67,6 +68,7 @@ void prepare(const sve_row_info& row, cpu_state& s, uint32_t& w, test_rng& r) {
         s.x[rm] = r.below(40);
     }
     if (r.below(4) != 0) std::memset(s.p[field(w, 10, 3)], 1, SVE_VL_BYTES);
+    prepare_vector_memory(row, s, w, r, data + 4096, 3800);
 }
 
 struct outcome {
