@@ -511,6 +511,7 @@ const xl_form FORMS[] = {
     {"ld1/st1 (contiguous)", {nullptr, m_contiguous, false}, emit_contiguous, 0, 2, 2, true},
     // gathers, scatters, structures, complex, dot, adr
     {"fcmla", {"sve_fcmla_zpzzr", nullptr, true}, emit_fcmla, 0, 0, 4, false},
+    {"fcmla (indexed)", {nullptr, m_fcmla_indexed, true}, emit_fcmla, 1, 0, 4, false},
     {"fcadd", {nullptr, m_fcadd, true}, emit_fcadd, 0, 0, 4, false},
     {"ld1/st1 (gather, scatter)", {nullptr, m_gather, false}, emit_gather, 0, 3, 2, true},
     {"ld2..ld4 (structures)", {nullptr, m_structure_load, false}, emit_structure, 0, 2, 2, true},

@@ -33,6 +33,8 @@ TEST(TranslateMore, RowsTakenByTheirForms) {
         {"VecF32FCMLAVVVM", "fcmla"},
         {"VecD64FCMLAVVVM", "fcmla"},
         {"VecF16FCMLAVVVM", nullptr},  // half precision keeps the call
+        {"VecF32FCMLAVVVIX", "fcmla (indexed)"},
+        {"VecF16FCMLAVVVIX", nullptr},
         {"VecF32FCADDVVM", "fcadd"},
         {"VecD64FCADDVVM", "fcadd"},
         {"VecU32Load4XSVZ", "ld1/st1 (gather, scatter)"},
