@@ -805,19 +805,6 @@ void emit_gather(const fx& x) {
     }
 }
 
-// fcmla with a rotation: the Advanced SIMD instruction when every element is active (the pairs'
-// elements feed each other, so inactive ones cannot simply be zeroed); else the call.
-void emit_fcmla(const fx& x) {
-    uint32_t zda = x.f(0, 5), zn = x.f(5, 5), pg = x.f(10, 3), rot = x.f(13, 2), zm = x.f(16, 5), sz = x.sz();
-    predicate_guard(x, pg, sz, x.slow);
-    if (x.body >= 0) x.e.bind(x.body);
-    for (int c = 0; c < x.chunks(); c++) {
-        uint32_t a = zsrc(x, zda, c, x.r.v[0]), n = zsrc(x, zn, c, x.r.v[1]), m = zsrc(x, zm, c, x.r.v[2]);
-        x.e.put(0x6E00C400u | (sz << 22) | (m << 16) | (rot << 11) | (n << 5) | a);
-        zdst(x, zda, c, a);
-    }
-}
-
 // sdot / udot of bytes into words, unpredicated.
 void emit_dot(const fx& x) {
     uint32_t zda = x.f(0, 5), zn = x.f(5, 5), zm = x.f(16, 5);
@@ -872,7 +859,6 @@ bool m_gather(const sve_row_info& r, uint32_t, const xl_env&) {
         return false;
     return r.esz >= 2 && r.mem_bytes == (1 << r.esz) && r.type[0] == 'U';
 }
-bool m_fcma(const sve_row_info&, uint32_t, const xl_env& env) { return env.features & XL_HAS_FCMA; }
 bool m_sdot(const sve_row_info& r, uint32_t, const xl_env& env) {
     return (env.features & XL_HAS_DOTPROD) && std::strcmp(r.name, "VecS32DotVVVX") == 0;
 }
@@ -919,6 +905,8 @@ bool m_cmpls(const sve_row_info& r, uint32_t, const xl_env& env) { return cmp_op
 bool m_fadda(const sve_row_info& r, uint32_t, const xl_env&) { return name_has(r, "AddReduceAV"); }
 bool m_mla(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_mla_zpzz") && r.esz <= 2; }
 bool m_mls(const sve_row_info& r, uint32_t, const xl_env&) { return is_op(r, "sve_mls_zpzz") && r.esz <= 2; }
+
+#include "host/translate/forms_more.inc"
 
 // The element sizes a form takes: any (predicates, scalars), the four integer ones, or single and
 // double precision (half precision keeps the call: the host may lack it, and FZ16).
@@ -1042,9 +1030,12 @@ const xl_form FORMS[] = {
     {"ld1/st1 (contiguous)", {nullptr, m_contiguous, INT_SIZES}, emit_contiguous, 0, 3, 2, true},
     {"ld2/ld3/ld4", {nullptr, m_structure_load, INT_SIZES}, emit_structure_load, 0, 2, 2, true},
     {"gather/scatter", {nullptr, m_gather, INT_SIZES}, emit_gather, 0, 4, 2, true},
-    {"fcmla", {"sve_fcmla_zpzzr", m_fcma, FP_SIZES}, emit_fcmla, 0, 2, 3, true},
     {"sdot", {nullptr, m_sdot, INT_SIZES}, emit_dot, 0x4E809400u, 0, 3, false},
     {"udot", {nullptr, m_udot, INT_SIZES}, emit_dot, 0x6E809400u, 0, 3, false},
+    {"fcmla", {"sve_fcmla_zpzzr", nullptr, FP_SIZES}, emit_fcmla, 0, 0, 4, false},
+    {"fcmla (indexed)", {nullptr, m_fcmla_indexed, FP_SIZES}, emit_fcmla, 1, 0, 4, false},
+    {"fcadd", {nullptr, m_fcadd, FP_SIZES}, emit_fcadd, 0, 0, 4, false},
+    {"st2/st3/st4", {nullptr, m_structure_store, INT_SIZES}, emit_structure_store, 0, 2, 4, true},
 };
 
 // The inc/dec forms name their operation by size letter: sve_inc{b,h,w,d}_rii and the like.
@@ -1074,7 +1065,7 @@ xl_word xl_select(const sve_row_info* row, uint32_t word, const xl_env& env) {
         x.ng = f.ng, x.nv = f.nv, x.memory = f.memory;
         x.any_predicate = f.emit == emit_gather || (f.emit == emit_contiguous && row->mem_bytes == (1 << row->esz));
         x.traced = row->access != SVE_ACCESS_NONE;
-        if (f.emit == emit_structure_load)  // the other registers of the list
+        if (f.emit == emit_structure_load || f.emit == emit_structure_store)  // the other registers of the list
             for (uint32_t j = 1; j < structure_members(*row); j++) x.uses |= 1u << ((word + j) & 31);
         break;
     }

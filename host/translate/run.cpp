@@ -110,7 +110,7 @@ void host_setup_translate_stage(void* client, uintptr_t offset) {
     if (!rows || !word_row || !trace_flag || flag_off >= (uintptr_t(1) << 24) || offset % 8) return;
     thread_offset = offset;
     env.vl = host_vl_bytes;
-    env.features = uint32_t(host_real_hwcap()) & (XL_HAS_FCMA | XL_HAS_DOTPROD);
+    env.features = uint32_t(host_real_hwcap()) & XL_HAS_DOTPROD;
     env.trace_tp = uint32_t(flag_off);
     host_translate_enabled = true;
     host_translate_thread_init(&this_thread);

@@ -19,7 +19,7 @@ struct xl_env {
 };
 // Optional Advanced SIMD instructions: complex multiply-add (FEAT_FCMA), dot products
 // (FEAT_DotProd); AT_HWCAP bits of the same names.
-constexpr uint32_t XL_HAS_FCMA = 1u << 14, XL_HAS_DOTPROD = 1u << 20;
+constexpr uint32_t XL_HAS_DOTPROD = 1u << 20;
 
 // Machine code under construction: words, labels, branches to labels and 16-byte literals put
 // behind the code. Fixed capacity; `failed` once anything did not fit or reach.

@@ -10,6 +10,7 @@
 #include "tests/support/rows.h"
 #include "tests/support/state_util.h"
 #include "tests/translate/harness.h"
+#include "tests/translate/memory_operands.h"
 
 namespace {
 
@@ -78,14 +79,6 @@ void prepare(const sve_row_info& row, cpu_state& s, uint32_t& w, test_rng& r) {
     uint32_t rn = field(w, 5, 5);
     if (rn == 31) rn = r.below(31), w = with_field(w, 5, 5, rn);
     s.x[rn] = uint64_t(uintptr_t(data + 4096 + r.below(64)));
-    if (vector_addressed(row)) {  // small offsets in the vector; negative ones where sign-extended
-        uint32_t zm = field(w, 16, 5);
-        bool sign = std::strstr(row.op, "sxtw") != nullptr;
-        for (int i = 0; i < SVE_VL_BYTES; i += sve_row_elem_bytes(row)) {
-            uint64_t v = uint64_t(int64_t(r.below(64)) - (sign ? 16 : 0));
-            std::memcpy(s.z[zm] + i, &v, size_t(sve_row_elem_bytes(row)));
-        }
-    }
     if (row.address == SVE_ADDRESS_LSS) {
         uint32_t rm = field(w, 16, 5);
         while (rm == rn || rm == 31) rm = r.below(31);
@@ -93,6 +86,7 @@ void prepare(const sve_row_info& row, cpu_state& s, uint32_t& w, test_rng& r) {
         s.x[rm] = r.below(40);
     }
     if (r.below(4) != 0) std::memset(s.p[field(w, 10, 3)], 1, SVE_VL_BYTES);
+    prepare_vector_memory(row, s, w, r, data + 4096, 3800);
 }
 
 struct outcome {
