@@ -13,6 +13,10 @@ Writes, under DIR (default: the source tree):
                                           template makes (generic functions, and memory operations)
   sve/<family dir>/generated/<file>.inc   their definitions, included by <file>.cpp behind the
                                           templates
+  sve/<family dir>/generated/<family>_declarations.h
+                                          declarations of the family's other operations and
+                                          generic functions (those written by hand), each with the
+                                          type of its row's form
 --check writes nothing and exits 1 when a file would change (a test runs it).
 --format aligns the columns of rows.txt and writes nothing else.
 """
@@ -358,6 +362,39 @@ def gen_function_defs(rows, fams, home):
     return "".join(out)
 
 
+def declarations_path(fam):
+    return "%s/generated/%s_declarations.h" % (FAMILY_DIR[fam], fam)
+
+
+def gen_declarations_h(rows, fam):
+    """The operations and generic functions of the family's rows that no element loop template
+    makes: each is declared with the function type of the row's form (sform::op_type,
+    gform::fn_type), so that the declaration is exactly what the handler calls."""
+    made = {name for r in rows if r.generic != "-" for _, name, _, _, _, _ in made_functions(r)}
+    out = [GENERATED, "// Declarations of the %s operations and generic functions written by hand, each with the\n"
+           "// function type of its row's form: `sf_x::op_type sve_y;` declares\n"
+           "// aarch64_decode_rc sve_y(cpu_state*, <the handles and immediates of sf_x>).\n"
+           "// The family's header includes this file after its forms.\n#pragma once\n" % fam]
+    ops, generic = [], []
+    seen = set()
+    for r in rows:
+        if r.family != fam:
+            continue
+        if r.tier in "SF" and r.op not in made and r.op not in seen:
+            seen.add(r.op)
+            ops.append("%s::op_type %s;\n" % (r.sform, r.op))
+        if r.tier != "P" and r.generic == "-" and r.name not in seen:
+            seen.add(r.name)
+            generic.append("%s::fn_type %s;\n" % (r.gform, r.name))
+    if ops:
+        out.append("\n// Specialised operations.\n")
+        out.extend(ops)
+    if generic:
+        out.append("\n// Generic functions.\n")
+        out.extend(generic)
+    return "".join(out)
+
+
 def outputs(rows):
     order, counts = maps_in_order(rows)
     check_table(rows, order)
@@ -369,6 +406,7 @@ def outputs(rows):
     }
     for fam in FAMILIES:
         files["sve/decode/generated/handlers_%s.cpp" % fam] = gen_handlers_cpp(rows, fam)
+        files[declarations_path(fam)] = gen_declarations_h(rows, fam)
     by_dir = {}
     for fam in FAMILIES:
         by_dir.setdefault(FAMILY_DIR[fam], []).append(fam)

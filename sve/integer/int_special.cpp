@@ -180,7 +180,7 @@ ZZZ_OP(sve_eor_zzz, zzz_bits, op_eor)
 ZZZ_OP(sve_bic_zzz, zzz_bits, op_bic)
 
 aarch64_decode_rc sve_sub_zi(cpu_state* s, zr zdn, uint64_t imm) { return zi_sized<op_sub>(s, zdn, imm); }
-aarch64_decode_rc sve_mul_zi(cpu_state* s, zr zdn, int imm) { return zi_sized<op_mul>(s, zdn, uint64_t(int64_t(imm))); }
+aarch64_decode_rc sve_mul_zi(cpu_state* s, zr zdn, int64_t imm) { return zi_sized<op_mul>(s, zdn, uint64_t(int64_t(imm))); }
 aarch64_decode_rc sve_and_zi(cpu_state* s, zr zdn, aarch64_sve_logical64_imm imm) { return zi_bits<op_and>(s, zdn, imm.mask); }
 aarch64_decode_rc sve_orr_zi(cpu_state* s, zr zdn, aarch64_sve_logical64_imm imm) { return zi_bits<op_orr>(s, zdn, imm.mask); }
 aarch64_decode_rc sve_eor_zi(cpu_state* s, zr zdn, aarch64_sve_logical64_imm imm) { return zi_bits<op_eor>(s, zdn, imm.mask); }

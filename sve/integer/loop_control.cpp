@@ -126,10 +126,10 @@ aarch64_decode_rc sve_whilels_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg 
 }
 
 #define LC_DEF_INCDEC(L, E)                                                                                      \
-    aarch64_decode_rc sve_inc##L##_rii(cpu_state* s, aarch64_i_reg r, unsigned pat, unsigned mul) {              \
+    aarch64_decode_rc sve_inc##L##_rii(cpu_state* s, aarch64_i_reg r, uint64_t pat, uint64_t mul) {              \
         return incdec_rii<E, false>(s, r, pat, mul);                                                             \
     }                                                                                                            \
-    aarch64_decode_rc sve_dec##L##_rii(cpu_state* s, aarch64_i_reg r, unsigned pat, unsigned mul) {              \
+    aarch64_decode_rc sve_dec##L##_rii(cpu_state* s, aarch64_i_reg r, uint64_t pat, uint64_t mul) {              \
         return incdec_rii<E, true>(s, r, pat, mul);                                                              \
     }
 LC_DEF_INCDEC(b, 0)
@@ -137,17 +137,17 @@ LC_DEF_INCDEC(h, 1)
 LC_DEF_INCDEC(w, 2)
 LC_DEF_INCDEC(d, 3)
 #define LC_DEF_INCDEC_Z(L, E)                                                                                    \
-    aarch64_decode_rc sve_inc##L##_zii(cpu_state* s, aarch64_z_reg z, unsigned pat, unsigned mul) {              \
+    aarch64_decode_rc sve_inc##L##_zii(cpu_state* s, aarch64_z_reg z, uint64_t pat, uint64_t mul) {              \
         return incdec_zii<E, false>(s, z, pat, mul);                                                             \
     }                                                                                                            \
-    aarch64_decode_rc sve_dec##L##_zii(cpu_state* s, aarch64_z_reg z, unsigned pat, unsigned mul) {              \
+    aarch64_decode_rc sve_dec##L##_zii(cpu_state* s, aarch64_z_reg z, uint64_t pat, uint64_t mul) {              \
         return incdec_zii<E, true>(s, z, pat, mul);                                                              \
     }
 LC_DEF_INCDEC_Z(h, 1)
 LC_DEF_INCDEC_Z(w, 2)
 LC_DEF_INCDEC_Z(d, 3)
 
-aarch64_decode_rc sve_uqdecb_rii(cpu_state* s, aarch64_i_reg rdn, unsigned pattern, unsigned mult) {
+aarch64_decode_rc sve_uqdecb_rii(cpu_state* s, aarch64_i_reg rdn, uint64_t pattern, uint64_t mult) {
     uint64_t d = uint64_t(VecTrueILength(pattern, SVE_VL_BYTES)) * mult;
     uint64_t x = read_xzr(s, rdn);
     if (rdn.tied_qual[0] == RQ_W) x = uint32_t(x);
@@ -165,15 +165,15 @@ aarch64_decode_rc sve_incp_rp(cpu_state* s, aarch64_i_reg rdn, aarch64_p_reg pm)
     return RC_DONE;
 }
 
-aarch64_decode_rc sve_rdvl_ri(cpu_state* s, aarch64_i_reg rd, int imm) {
+aarch64_decode_rc sve_rdvl_ri(cpu_state* s, aarch64_i_reg rd, int64_t imm) {
     write_xzr(s, rd, uint64_t(int64_t(int32_t(imm * SVE_VL_BYTES))));
     return RC_DONE;
 }
-aarch64_decode_rc sve_addvl_rri(cpu_state* s, aarch64_i_rsp_reg rd, aarch64_i_rsp_reg rn, int imm) {
+aarch64_decode_rc sve_addvl_rri(cpu_state* s, aarch64_i_rsp_reg rd, aarch64_i_rsp_reg rn, int64_t imm) {
     write_xsp(s, rd, read_xsp(s, rn) + uint64_t(int64_t(int32_t(imm * SVE_VL_BYTES))));
     return RC_DONE;
 }
-aarch64_decode_rc sve_addpl_rri(cpu_state* s, aarch64_i_rsp_reg rd, aarch64_i_rsp_reg rn, int imm) {
+aarch64_decode_rc sve_addpl_rri(cpu_state* s, aarch64_i_rsp_reg rd, aarch64_i_rsp_reg rn, int64_t imm) {
     write_xsp(s, rd, read_xsp(s, rn) + uint64_t(int64_t(int32_t(imm * SVE_PL_BYTES))));
     return RC_DONE;
 }

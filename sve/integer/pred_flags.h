@@ -82,5 +82,3 @@ int FindLastActive(PredV mask, int esize, CpuContext* c);
 using sf_ptest_pp = forms::sform<forms::P<10, 4, PQ_BARE>, forms::P<5, 4, PQ_B>>;
 using gf_ptest_pp = forms::gform<forms::DNone, forms::P<10, 4, PQ_BARE>, forms::P<5, 4, PQ_B>>;
 
-aarch64_decode_rc sve_ptest_pp(cpu_state* s, aarch64_p_reg pg, aarch64_p_reg pn);
-void VecPTestPZ(PredV pg, PredV pn, CpuContext* c);

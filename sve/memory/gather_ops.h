@@ -57,6 +57,7 @@ struct ZList {
 };
 template <int LO, int N>
 struct DZList {
+    using value = VecList<N>;
     template <int ESZ> static void put(cpu_state* s, uint32_t w, const VecList<N>& l) {
         for (int r = 0; r < N; r++) store_vec(s, (fld(w, LO, 5) + r) % 32, l.v[r]);
     }
@@ -83,9 +84,3 @@ using sf_wrffr = forms::sform<forms::P<5, 4, PQ_B>>;
 using gf_wrffr = forms::gform<forms::DNone, forms::P<5, 4, PQ_B>>;
 using sf_rdffr_p = forms::sform<forms::P<0, 4, PQ_B>>;
 using gf_rdffr_p = forms::gform<forms::DP<0>>;
-aarch64_decode_rc sve_setffr(cpu_state* s);
-aarch64_decode_rc sve_wrffr_p(cpu_state* s, aarch64_p_reg pn);
-aarch64_decode_rc sve_rdffr_p(cpu_state* s, aarch64_p_reg pd);
-void VecPClearFFSR(CpuContext* c);
-void VecPWriteFFSRP(PredV pn, CpuContext* c);
-PredV VecPReadFFSRP(CpuContext* c);
