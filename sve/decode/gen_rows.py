@@ -113,6 +113,17 @@ SHAPES = {
     "s_scatter_vs": ("gather_scatter", "aarch64_decode_rc", "cpu_state* s, %s, aarch64_z_reg zm, aarch64_i_rsp_reg xn"),
     "s_scatter_sv": ("gather_scatter", "aarch64_decode_rc", "cpu_state* s, %s, aarch64_i_rsp_reg xn, aarch64_z_reg zm"),
 }
+# Templates whose address form is written once for contiguous and structure accesses
+# (sve/memory/access.h): the row's template stands for the shared one over its file's access class,
+# g_load_struct_si<int8_t,2> for g_load_si<structure_access<int8_t, 2>>, and the specialised loads
+# and stores of a form are one template: s_store_si<uint8_t,uint8_t> is
+# s_si<contiguous_access<uint8_t, uint8_t>, true>.
+SHARED_ADDRESS_FORMS = {}
+for _form in ("load_si", "load_ss", "store_si", "store_ss"):
+    for _access, _name in (("contiguous_access", _form), ("structure_access", _form.replace("_", "_struct_"))):
+        SHARED_ADDRESS_FORMS["g_" + _name] = ("g_" + _form, _access, "")
+        SHARED_ADDRESS_FORMS["s_" + _name] = ("s_" + _form[-2:], _access, ", true" if "store" in _form else ", false")
+
 # Specialised memory operations begin with the transfer register, the predicate and (but for the
 # vector-addressed forms) the base register: %s above.
 for _name, (_home, _ret, _params) in list(SHAPES.items()):
@@ -323,6 +334,9 @@ def made_functions(r):
         home, ret, params = SHAPES[t]
         ret, params = ret.replace("{1}", args[1] if len(args) > 1 else ""), params.replace("{1}", args[1] if len(args) > 1 else "")
         call = generic_args(t + r.generic[len(tmpl):])
+        if t in SHARED_ADDRESS_FORMS:
+            shared, access, store = SHARED_ADDRESS_FORMS[t]
+            call = "%s<%s%s%s>" % (shared, access, call[len(t):], store)
         out.append((home, name, ret, params, call, t.startswith("g_")))
     return out
 

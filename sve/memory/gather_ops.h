@@ -29,16 +29,6 @@ using gf_scatter_zpzr = forms::gform<forms::DNone, forms::Z<0>, forms::P<10, 3, 
 using gf_scatter_zprz = forms::gform<forms::DNone, forms::Z<0>, forms::P<10, 3, PQ_BARE>, forms::Rsp<5>, forms::Z<16>>;
 
 
-// Structure loads and stores (ld2..ld4, st2..st4): N registers from Zt, wrapping after z31, and
-// N elements side by side in memory for each lane. The operations are wrappers of two templates
-// whose last argument is an offset in elements from Xn.
-template <class T, class U, int N>
-aarch64_decode_rc sve_ldN_zpri(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn,
-                               int64_t offset);
-template <class T, class U, int N>
-aarch64_decode_rc sve_stN_zpri(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn,
-                               int64_t offset);
-
 // N vectors as one value of the generic tier.
 template <int N>
 struct VecList {
