@@ -171,13 +171,13 @@ struct sized_op {
     template <int ESZ> static constexpr auto of = OP;
 };
 
-// Declares the operation name and its form for each element size, name##_sized<ESZ>, with the
-// operation's parameters after the state, and makes that form what handlers call.
-#define SVE_SIZED_OP(name, ...)                                                             \
-    aarch64_decode_rc name(cpu_state* s, __VA_ARGS__);                                     \
-    template <int ESZ> aarch64_decode_rc name##_sized(cpu_state* s, __VA_ARGS__);         \
-    template <> struct forms::sized_op<&name> {                                            \
-        template <int ESZ> static constexpr auto of = &name##_sized<ESZ>;                  \
+// Declares the form of the operation name for each element size, name##_sized<ESZ>, of name's
+// type, and makes it what the handlers of rows with a fixed size call. The family's source
+// defines it (SVE_DEF_BY_SIZE in sve/core/simd.h).
+#define SVE_SIZED_OP(name)                                                       \
+    template <int ESZ> decltype(name) name##_sized;                              \
+    template <> struct forms::sized_op<&name> {                                  \
+        template <int ESZ> static constexpr auto of = &name##_sized<ESZ>;        \
     };
 
 // Specialised handler: the word goes to insn, the operation gets the handles. op_type is the

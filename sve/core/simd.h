@@ -94,3 +94,15 @@ template <bool SIGNED = false, class F>
     default: size_branch(); return f(std::conditional_t<SIGNED, int64_t, uint64_t>());
     }
 }
+
+// Defines the operation name for the run-time size code `size` (an expression of its parameters)
+// through its form for each size, name##_sized<ESZ> (declared by SVE_SIZED_OP, defined before
+// this), and instantiates the four forms for the handlers.
+#define SVE_DEF_BY_SIZE(name, size, params, args)                                                   \
+    aarch64_decode_rc name params {                                                                 \
+        return on_size(size, [&](auto t) { return name##_sized<esize_code<decltype(t)>> args; });    \
+    }                                                                                               \
+    template decltype(name) name##_sized<0>;                                                        \
+    template decltype(name) name##_sized<1>;                                                        \
+    template decltype(name) name##_sized<2>;                                                        \
+    template decltype(name) name##_sized<3>;

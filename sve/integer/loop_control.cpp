@@ -30,13 +30,13 @@ inline uint32_t while_count(uint64_t rn, uint64_t rm, int bits, bool is_signed, 
     return b - a >= n ? n : uint32_t(b - a);
 }
 
-// Specialised while: the predicate at Pd's element size and the flags of a test against an
+// Specialised while: the predicate at the element size ESZ and the flags of a test against an
 // all-true governing predicate, computed here from the count.
-template <bool is_signed, bool or_equal>
+template <bool is_signed, bool or_equal, int ESZ>
 aarch64_decode_rc while_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
-    const uint32_t n = SVE_VL_BYTES >> pd.qual;
+    constexpr uint32_t n = SVE_VL_BYTES >> ESZ;
     uint32_t k = while_count(read_xzr(s, rn), read_xzr(s, rm), rn.qual == RQ_W ? 32 : 64, is_signed, or_equal, n);
-    fill_first(s->p[pd.num], k, pd.qual);
+    fill_first(s->p[pd.num], k, ESZ);
     uint64_t f = (k > 0 ? NZCV_N : 0) | (k == 0 ? NZCV_Z : 0) | (k < n ? NZCV_C : 0);
     s->nzcv = (s->nzcv & ~NZCV_ALL) | f;
     return RC_DONE;
@@ -115,15 +115,15 @@ uint32_t count_80(const uint8_t* a, const uint8_t* b, uint32_t s) {
 
 // ---------------------------------------------------------------------------------------------
 // Specialised operations.
-aarch64_decode_rc sve_whilelt_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
-    return while_prr<true, false>(s, pd, rn, rm);
-}
-aarch64_decode_rc sve_whilelo_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
-    return while_prr<false, false>(s, pd, rn, rm);
-}
-aarch64_decode_rc sve_whilels_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
-    return while_prr<false, true>(s, pd, rn, rm);
-}
+#define LC_DEF_WHILE_PRR(name, is_signed, or_equal)                                                          \
+    template <int ESZ>                                                                                      \
+    aarch64_decode_rc name##_sized(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {   \
+        return while_prr<is_signed, or_equal, ESZ>(s, pd, rn, rm);                                          \
+    }                                                                                                       \
+    SVE_DEF_BY_SIZE(name, pd.qual, (cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm), (s, pd, rn, rm))
+LC_DEF_WHILE_PRR(sve_whilelt_prr, true, false)
+LC_DEF_WHILE_PRR(sve_whilelo_prr, false, false)
+LC_DEF_WHILE_PRR(sve_whilels_prr, false, true)
 
 #define LC_DEF_INCDEC(L, E)                                                                                      \
     aarch64_decode_rc sve_inc##L##_rii(cpu_state* s, aarch64_i_reg r, uint64_t pat, uint64_t mul) {              \

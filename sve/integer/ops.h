@@ -95,19 +95,25 @@ using pr = aarch64_p_reg;
 // The operations of the rows, and the generic functions written by hand, declared from the table.
 #include "sve/integer/generated/integer_declarations.h"
 
-// Operations that also have a form for each element size (name_sized<ESZ>), which handlers call
-// (the compares that no row names, aliases of others, are declared here too).
-#define INT_ZZZ_SIZED(name) SVE_SIZED_OP(name, zr zd, zr zn, zr zm)
-#define INT_ZPZ_SIZED(name) SVE_SIZED_OP(name, zr zdn, pr pg, zr zm)
-INT_ZZZ_SIZED(sve_add_zzz) INT_ZZZ_SIZED(sve_sub_zzz)
-INT_ZPZ_SIZED(sve_add_zpz) INT_ZPZ_SIZED(sve_sub_zpz) INT_ZPZ_SIZED(sve_mul_zpz)
-INT_ZPZ_SIZED(sve_smax_zpz) INT_ZPZ_SIZED(sve_umax_zpz) INT_ZPZ_SIZED(sve_smin_zpz)
-INT_ZPZ_SIZED(sve_umin_zpz) INT_ZPZ_SIZED(sve_and_zpz) INT_ZPZ_SIZED(sve_orr_zpz)
-INT_ZPZ_SIZED(sve_eor_zpz) INT_ZPZ_SIZED(sve_bic_zpz)
-INT_ZPZ_SIZED(sve_lsl_zpz) INT_ZPZ_SIZED(sve_lsr_zpz) INT_ZPZ_SIZED(sve_asr_zpz)
-#define INT_CMP_SIZED(cc)                                         \
-    SVE_SIZED_OP(sve_cmp##cc##_ppzz, pr pd, pr pg, zr zn, zr zm)  \
-    SVE_SIZED_OP(sve_cmp##cc##_ppzi, pr pd, pr pg, zr zn, int64_t imm)
+// Compares that no row names (operand-swapped aliases of others), for direct callers.
+sf_cmp_zz::op_type sve_cmple_ppzz, sve_cmplt_ppzz, sve_cmpls_ppzz, sve_cmplo_ppzz;
+sf_cmp_zsi::op_type sve_cmpge_ppzi;
+sf_cmp_zui::op_type sve_cmphs_ppzi, sve_cmpls_ppzi;
+
+// Operations that also have a form for each element size (name_sized<ESZ>), which handlers call.
+SVE_SIZED_OP(sve_add_zzz) SVE_SIZED_OP(sve_sub_zzz)
+SVE_SIZED_OP(sve_add_zpz) SVE_SIZED_OP(sve_sub_zpz) SVE_SIZED_OP(sve_mul_zpz)
+SVE_SIZED_OP(sve_smax_zpz) SVE_SIZED_OP(sve_umax_zpz) SVE_SIZED_OP(sve_smin_zpz)
+SVE_SIZED_OP(sve_umin_zpz) SVE_SIZED_OP(sve_and_zpz) SVE_SIZED_OP(sve_orr_zpz)
+SVE_SIZED_OP(sve_eor_zpz) SVE_SIZED_OP(sve_bic_zpz)
+SVE_SIZED_OP(sve_lsl_zpz) SVE_SIZED_OP(sve_lsr_zpz) SVE_SIZED_OP(sve_asr_zpz)
+SVE_SIZED_OP(sve_neg_zpz) SVE_SIZED_OP(sve_rbit_zpz)
+SVE_SIZED_OP(sve_sxtb_zpz) SVE_SIZED_OP(sve_sxth_zpz) SVE_SIZED_OP(sve_sxtw_zpz)
+SVE_SIZED_OP(sve_uxth_zpz) SVE_SIZED_OP(sve_uxtw_zpz)
+SVE_SIZED_OP(sve_mla_zpzz) SVE_SIZED_OP(sve_mls_zpzz) SVE_SIZED_OP(sve_mad_zpzz) SVE_SIZED_OP(sve_msb_zpzz)
+SVE_SIZED_OP(sve_dup_zi) SVE_SIZED_OP(sve_dup_zr)
+SVE_SIZED_OP(sve_cpy_zpi) SVE_SIZED_OP(sve_cpy_zpr) SVE_SIZED_OP(sve_cpy_zpv)
+#define INT_CMP_SIZED(cc) SVE_SIZED_OP(sve_cmp##cc##_ppzz) SVE_SIZED_OP(sve_cmp##cc##_ppzi)
 INT_CMP_SIZED(eq) INT_CMP_SIZED(ne) INT_CMP_SIZED(ge) INT_CMP_SIZED(gt) INT_CMP_SIZED(le) INT_CMP_SIZED(lt)
 INT_CMP_SIZED(hs) INT_CMP_SIZED(hi) INT_CMP_SIZED(ls) INT_CMP_SIZED(lo)
 

@@ -212,11 +212,13 @@ aarch64_decode_rc sve_adr_scaled_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_r
     return RC_DONE;
 }
 
-aarch64_decode_rc sve_sel_zpzz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_z_reg zm) {
-    const uint8_t *p = s->p[pg.num], *n = s->z[zn.num], *m = s->z[zm.num];
-    on_size(zd.qual, [&](auto t) { sel<decltype(t)>(s->z[zd.num], p, n, m); });
+template <int ESZ>
+aarch64_decode_rc sve_sel_zpzz_sized(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_z_reg zm) {
+    sel<elem_of_size<ESZ>>(s->z[zd.num], s->p[pg.num], s->z[zn.num], s->z[zm.num]);
     return RC_DONE;
 }
+SVE_DEF_BY_SIZE(sve_sel_zpzz, zd.qual, (cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_z_reg zm),
+                (s, zd, pg, zn, zm))
 
 // ---------------------------------------------------------------------------------------------
 // Generic functions.

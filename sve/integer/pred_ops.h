@@ -180,3 +180,7 @@ using gf_ppp = forms::gform<forms::DP<0>, forms::P<5, 4, -1>, forms::P<16, 4, -1
 // ---------------------------------------------------------------------------------------------
 // The operations of the rows and the generic functions written by hand, declared from the table.
 #include "sve/integer/generated/predicate_declarations.h"
+
+// Operations that also have a form for each element size (name_sized<ESZ>), which handlers call.
+SVE_SIZED_OP(sve_sel_zpzz)
+SVE_SIZED_OP(sve_whilelt_prr) SVE_SIZED_OP(sve_whilelo_prr) SVE_SIZED_OP(sve_whilels_prr)
