@@ -106,3 +106,10 @@ template <bool SIGNED = false, class F>
     template decltype(name) name##_sized<1>;                                                        \
     template decltype(name) name##_sized<2>;                                                        \
     template decltype(name) name##_sized<3>;
+
+// Defines name##_sized<ESZ> as a call of the element loop template that follows the arguments
+// (ESZ stands in it for the size), and name through it as SVE_DEF_BY_SIZE does.
+#define SVE_DEF_SIZED(name, size, params, args, ...)                                   \
+    template <int ESZ>                                                                 \
+    aarch64_decode_rc name##_sized params { return __VA_ARGS__ args; }                 \
+    SVE_DEF_BY_SIZE(name, size, params, args)

@@ -143,32 +143,18 @@ struct native_asr {
 // One definition per operation: the shape template and the element operation. The _SIZED ones
 // define the operation for each element size, which the handlers call, and the operation for the
 // size of its handles through them.
-#define ZZZ_SIZED_OP(name, OP)                                                                                     \
-    template <int ESZ>                                                                                             \
-    aarch64_decode_rc name##_sized(cpu_state* s, zr zd, zr zn, zr zm) { return zzz_of<OP, ESZ>(s, zd, zn, zm); }  \
-    SVE_DEF_BY_SIZE(name, zsize(zd), (cpu_state* s, zr zd, zr zn, zr zm), (s, zd, zn, zm))
-#define ZPZ_SIZED_OP(name, SIGNED, OP)                                                                       \
-    template <int ESZ>                                                                                       \
-    aarch64_decode_rc name##_sized(cpu_state* s, zr zdn, pr pg, zr zm) {                                    \
-        return zpz_of<SIGNED, OP, ESZ>(s, zdn, pg, zm);                                                      \
-    }                                                                                                        \
-    SVE_DEF_BY_SIZE(name, zsize(zdn), (cpu_state* s, zr zdn, pr pg, zr zm), (s, zdn, pg, zm))
+#define ZZZ_SIZED_OP(name, OP) \
+    SVE_DEF_SIZED(name, zsize(zd), (cpu_state* s, zr zd, zr zn, zr zm), (s, zd, zn, zm), zzz_of<OP, ESZ>)
+#define ZPZ_SIZED_OP(name, SIGNED, OP) \
+    SVE_DEF_SIZED(name, zsize(zdn), (cpu_state* s, zr zdn, pr pg, zr zm), (s, zdn, pg, zm), zpz_of<SIGNED, OP, ESZ>)
 #define ZZZ_OP(name, shape, OP) \
     aarch64_decode_rc name(cpu_state* s, zr zd, zr zn, zr zm) { return shape<OP>(s, zd, zn, zm); }
 #define ZPZ_OP(name, shape, SIGNED, OP) \
     aarch64_decode_rc name(cpu_state* s, zr zdn, pr pg, zr zm) { return shape<SIGNED, OP>(s, zdn, pg, zm); }
-#define UNARY_SIZED_OP(name, SIGNED, OP)                                                                     \
-    template <int ESZ>                                                                                       \
-    aarch64_decode_rc name##_sized(cpu_state* s, zr zd, pr pg, zr zn) {                                     \
-        return zpz_unary_of<SIGNED, OP, ESZ>(s, zd, pg, zn);                                                 \
-    }                                                                                                        \
-    SVE_DEF_BY_SIZE(name, zsize(zd), (cpu_state* s, zr zd, pr pg, zr zn), (s, zd, pg, zn))
-#define ZPZZ_SIZED_OP(name, OP)                                                                              \
-    template <int ESZ>                                                                                       \
-    aarch64_decode_rc name##_sized(cpu_state* s, zr zd, pr pg, zr za, zr zb) {                              \
-        return zpzz_of<OP, ESZ>(s, zd, pg, za, zb);                                                          \
-    }                                                                                                        \
-    SVE_DEF_BY_SIZE(name, zsize(zd), (cpu_state* s, zr zd, pr pg, zr za, zr zb), (s, zd, pg, za, zb))
+#define UNARY_SIZED_OP(name, SIGNED, OP) \
+    SVE_DEF_SIZED(name, zsize(zd), (cpu_state* s, zr zd, pr pg, zr zn), (s, zd, pg, zn), zpz_unary_of<SIGNED, OP, ESZ>)
+#define ZPZZ_SIZED_OP(name, OP) \
+    SVE_DEF_SIZED(name, zsize(zd), (cpu_state* s, zr zd, pr pg, zr za, zr zb), (s, zd, pg, za, zb), zpzz_of<OP, ESZ>)
 
 // ---- Unpredicated ----
 
@@ -417,12 +403,8 @@ aarch64_decode_rc compare_zi_of(cpu_state* s, pr pd, pr pg, zr zn, int64_t imm) 
 }  // namespace
 
 // Each compare for a run-time element size (Pd's), and for each size.
-#define DEF_CMP_FORM(name, SIGNED, OP, shape_of, last)                                                         \
-    template <int ESZ>                                                                                         \
-    aarch64_decode_rc name##_sized(cpu_state* s, pr pd, pr pg, zr zn, last b) {                               \
-        return shape_of<SIGNED, OP, ESZ>(s, pd, pg, zn, b);                                                    \
-    }                                                                                                          \
-    SVE_DEF_BY_SIZE(name, pd.qual, (cpu_state* s, pr pd, pr pg, zr zn, last b), (s, pd, pg, zn, b))
+#define DEF_CMP_FORM(name, SIGNED, OP, shape_of, last) \
+    SVE_DEF_SIZED(name, pd.qual, (cpu_state* s, pr pd, pr pg, zr zn, last b), (s, pd, pg, zn, b), shape_of<SIGNED, OP, ESZ>)
 #define DEF_CMP(cc, SIGNED, OP)                                       \
     DEF_CMP_FORM(sve_cmp##cc##_ppzz, SIGNED, OP, compare_zz_of, zr)   \
     DEF_CMP_FORM(sve_cmp##cc##_ppzi, SIGNED, OP, compare_zi_of, int64_t)

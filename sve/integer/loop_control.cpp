@@ -115,12 +115,9 @@ uint32_t count_80(const uint8_t* a, const uint8_t* b, uint32_t s) {
 
 // ---------------------------------------------------------------------------------------------
 // Specialised operations.
-#define LC_DEF_WHILE_PRR(name, is_signed, or_equal)                                                          \
-    template <int ESZ>                                                                                      \
-    aarch64_decode_rc name##_sized(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {   \
-        return while_prr<is_signed, or_equal, ESZ>(s, pd, rn, rm);                                          \
-    }                                                                                                       \
-    SVE_DEF_BY_SIZE(name, pd.qual, (cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm), (s, pd, rn, rm))
+#define LC_DEF_WHILE_PRR(name, is_signed, or_equal)                                                        \
+    SVE_DEF_SIZED(name, pd.qual, (cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm), (s, pd, rn, rm), \
+                  while_prr<is_signed, or_equal, ESZ>)
 LC_DEF_WHILE_PRR(sve_whilelt_prr, true, false)
 LC_DEF_WHILE_PRR(sve_whilelo_prr, false, false)
 LC_DEF_WHILE_PRR(sve_whilels_prr, false, true)
