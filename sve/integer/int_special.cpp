@@ -14,17 +14,17 @@ namespace {
 
 // dst = f(a chunk, b chunk) over the register; the chunks are the temporary.
 template <class V, class F>
-inline void chunks2(uint8_t* dst, const uint8_t* a, const uint8_t* b, F&& f) {
+[[gnu::always_inline]] inline void chunks2(uint8_t* dst, const uint8_t* a, const uint8_t* b, F&& f) {
     vgen_reg<V>(dst, [&](int c) { return f(vload<V>(a + 16 * c), vload<V>(b + 16 * c)); });
 }
 template <class V, class F>
-inline void chunks1(uint8_t* dst, const uint8_t* a, F&& f) {
+[[gnu::always_inline]] inline void chunks1(uint8_t* dst, const uint8_t* a, F&& f) {
     vgen_reg<V>(dst, [&](int c) { return f(vload<V>(a + 16 * c)); });
 }
 
 
 template <class OP, int ESZ>
-aarch64_decode_rc zzz_of(cpu_state* s, zr zd, zr zn, zr zm) {
+[[gnu::always_inline]] inline aarch64_decode_rc zzz_of(cpu_state* s, zr zd, zr zn, zr zm) {
     typedef typename vec_of<elem_of_size<ESZ>>::type V;
     chunks2<V>(s->z[zd.num], s->z[zn.num], s->z[zm.num], [](V a, V b) { return OP::vec(a, b); });
     return RC_DONE;
@@ -57,7 +57,7 @@ aarch64_decode_rc zi_bits(cpu_state* s, zr zdn, uint64_t mask) {
 // Merging on 16-byte chunks: active lanes take f(c, old chunk), inactive ones keep the old value
 // (or get 0 when ZEROING). A lane's mask is 0 - (bit 0 of its first predicate byte).
 template <class T, bool ZEROING = false, class F>
-inline void merge_chunks(uint8_t* dst, const uint8_t* pred, F&& f) {
+[[gnu::always_inline]] inline void merge_chunks(uint8_t* dst, const uint8_t* pred, F&& f) {
     typedef typename vec_of<T>::type V;
     vgen_reg<V>(dst, [&](int c) {
         V old = vload<V>(dst + 16 * c);
@@ -68,7 +68,7 @@ inline void merge_chunks(uint8_t* dst, const uint8_t* pred, F&& f) {
 
 // Binary, merging: the active element of Zdn becomes OP(Zdn, Zm).
 template <bool SIGNED, class OP, int ESZ>
-aarch64_decode_rc zpz_of(cpu_state* s, zr zdn, pr pg, zr zm) {
+[[gnu::always_inline]] inline aarch64_decode_rc zpz_of(cpu_state* s, zr zdn, pr pg, zr zm) {
     typedef elem_of_size<ESZ, SIGNED> T;
     typedef typename vec_of<T>::type V;
     const uint8_t* b = s->z[zm.num];
@@ -84,7 +84,7 @@ aarch64_decode_rc zpz(cpu_state* s, zr zdn, pr pg, zr zm) {
 }
 // Unary, merging (or zeroing): the active element of Zd becomes OP(Zn).
 template <bool SIGNED, class OP, int ESZ, bool ZEROING = false>
-aarch64_decode_rc zpz_unary_of(cpu_state* s, zr zd, pr pg, zr zn) {
+[[gnu::always_inline]] inline aarch64_decode_rc zpz_unary_of(cpu_state* s, zr zd, pr pg, zr zn) {
     typedef elem_of_size<ESZ, SIGNED> T;
     typedef typename vec_of<T>::type V;
     const uint8_t* a = s->z[zn.num];
@@ -101,7 +101,7 @@ aarch64_decode_rc zpz_unary(cpu_state* s, zr zd, pr pg, zr zn) {
     });
 }
 template <class OP, int ESZ>
-aarch64_decode_rc zpzz_of(cpu_state* s, zr zd, pr pg, zr za, zr zb) {
+[[gnu::always_inline]] inline aarch64_decode_rc zpzz_of(cpu_state* s, zr zd, pr pg, zr za, zr zb) {
     typedef elem_of_size<ESZ> T;
     typedef typename vec_of<T>::type V;
     const uint8_t* a = s->z[za.num];
@@ -262,13 +262,13 @@ aarch64_decode_rc sve_asr_zzi(cpu_state* s, zr zd, zr zn, unsigned count) {
 
 namespace {
 template <class T>
-void fill(uint8_t* z, T v) {
+[[gnu::always_inline]] inline void fill(uint8_t* z, T v) {
     typedef typename vec_of<T>::type V;
     vgen_reg<V>(z, [v](int) { return V{} + v; });
 }
 // Active elements get v; inactive ones keep their value, or get 0 when ZEROING.
 template <class T>
-void fill_active(uint8_t* z, const uint8_t* p, T v, bool zeroing) {
+[[gnu::always_inline]] inline void fill_active(uint8_t* z, const uint8_t* p, T v, bool zeroing) {
     typedef typename vec_of<T>::type V;
     vgen_reg<V>(z, [&](int c) {
         V m = active_lanes<V>(p + 16 * c), old = zeroing ? V{} : vload<V>(z + 16 * c);

@@ -36,7 +36,7 @@ template <class T>
         return w;
     };
     v2u64 both = {0, 0};
-    for_chunks([&](int c) {
+    for_chunks([&](int c) __attribute__((always_inline)) {
         both |= vload<v2u64>(mask + 16 * c) & vload<v2u64>(result + 16 * c);
     });
     uint64_t f = ((both[0] | both[1]) & pick) ? 0 : NZCV_Z;
