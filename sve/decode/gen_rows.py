@@ -291,6 +291,14 @@ def c_string(s):
     return "nullptr" if s == "-" else '"%s"' % s
 
 
+def transfer_registers(r):
+    """The registers a load or store transfers: N for the structure templates (their second
+    argument), else 1."""
+    if r.generic.startswith(("g_load_struct", "g_store_struct")):
+        return int(template_args(r.generic)[1])
+    return 1
+
+
 def gen_rows_cpp(rows, order):
     index = {m: i for i, m in enumerate(order)}
     out = [GENERATED, "// The row metadata, in table order.\n",
@@ -300,9 +308,10 @@ def gen_rows_cpp(rows, order):
     for r in rows:
         gen = "&sve_handlers::gen_%s" % r.name if r.tier in "SF" else "nullptr"
         out.append("    {%d, int32_t(0x%X), \"%s\", '%s', true, %s, &sve_handlers::%s, %s, SVE_FAMILY_%s, %d, \"%s\", "
-                   "SVE_ACCESS_%s, %d, SVE_ADDRESS_%s},\n"
+                   "SVE_ACCESS_%s, %d, SVE_ADDRESS_%s, %d},\n"
                    % (index[r.map], r.key, r.name, r.tier, c_string(r.op), r.name, gen, r.family.upper(),
-                      -1 if r.esz is None else r.esz, r.type, r.access.upper(), r.mem_bytes, r.address.upper()))
+                      -1 if r.esz is None else r.esz, r.type, r.access.upper(), r.mem_bytes, r.address.upper(),
+                      transfer_registers(r)))
     out.append("};\n")
     return "".join(out)
 
