@@ -129,14 +129,17 @@ struct Imm8Sh {
 // Destinations of the generic frame.
 template <int LO>
 struct DZ {
+    using value = VecV;
     template <int ESZ> static void put(cpu_state* s, uint32_t w, const VecV& v) { store_vec(s, fld(w, LO, 5), v); }
 };
 template <int LO, int NB = 4>
 struct DP {
+    using value = PredV;
     template <int ESZ> static void put(cpu_state* s, uint32_t w, const PredV& p) { unpack_pred(s->p[fld(w, LO, NB)], p); }
 };
 template <int LO>
 struct DR {  // general register, 31 drops the result; a 32-bit result arrives zero-extended
+    using value = uint64_t;
     template <int ESZ> static void put(cpu_state* s, uint32_t w, uint64_t v) {
         uint32_t n = fld(w, LO, 5);
         if (n != 31) s->x[n] = v;
@@ -144,6 +147,7 @@ struct DR {  // general register, 31 drops the result; a 32-bit result arrives z
 };
 template <int LO>
 struct DRsp {
+    using value = uint64_t;
     template <int ESZ> static void put(cpu_state* s, uint32_t w, uint64_t v) {
         uint32_t n = fld(w, LO, 5);
         if (n == 31) s->sp = v; else s->x[n] = v;
@@ -151,9 +155,12 @@ struct DRsp {
 };
 template <int LO, int BYTES>
 struct DV {  // floating-point / SIMD scalar: low bytes, the rest of the Z register zeroed
+    using value = uint64_t;
     template <int ESZ> static void put(cpu_state* s, uint32_t w, uint64_t v) { store_scalar(s, fld(w, LO, 5), v, BYTES); }
 };
-struct DNone {};
+struct DNone {
+    using value = void;
+};
 
 // The form of an operation for one element size, where it has one: a family specialises
 // sized_op<&op> so that of<ESZ> is that form, and a handler whose row fixes the element size
@@ -164,9 +171,20 @@ struct sized_op {
     template <int ESZ> static constexpr auto of = OP;
 };
 
-// Specialised handler: the word goes to insn, the operation gets the handles.
+// Declares the form of the operation name for each element size, name##_sized<ESZ>, of name's
+// type, and makes it what the handlers of rows with a fixed size call. The family's source
+// defines it (SVE_DEF_BY_SIZE in sve/core/simd.h).
+#define SVE_SIZED_OP(name)                                                       \
+    template <int ESZ> decltype(name) name##_sized;                              \
+    template <> struct forms::sized_op<&name> {                                  \
+        template <int ESZ> static constexpr auto of = &name##_sized<ESZ>;        \
+    };
+
+// Specialised handler: the word goes to insn, the operation gets the handles. op_type is the
+// type of the operations that the form calls: the row table declares each operation with it.
 template <class... A>
 struct sform {
+    using op_type = aarch64_decode_rc(cpu_state*, decltype(A::template get<0>(0u))...);
     template <auto OP, int ESZ>
     static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
         s->insn = w;
@@ -174,9 +192,12 @@ struct sform {
     }
 };
 
-// Generic handler: the frame of the generic tier around the exported function.
+// Generic handler: the frame of the generic tier around the exported function. fn_type is the
+// type of the generic functions that the form calls (the destination's value, the operands',
+// the context last): the row table declares each generic function with it.
 template <class D, class... A>
 struct gform {
+    using fn_type = typename D::value(decltype(A::template gget<0>(nullptr, 0u))..., CpuContext*);
     template <auto FN, int ESZ>
     static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
         uint64_t ffr_junk;

@@ -31,10 +31,12 @@ template <class V>
     std::memcpy(p, &v, sizeof(V));
 }
 
-// Calls f(c) for the chunk numbers c = 0 .. SVE_CHUNKS - 1, unrolled at compile time on every compiler.
+// Calls f(c) for the chunk numbers c = 0 .. SVE_CHUNKS - 1, unrolled at compile time on every compiler
+// (inlined whatever the size of the operation around it; f is inlined where it says so).
 template <class F>
 [[gnu::always_inline]] inline void for_chunks(F&& f) {
-    [&]<int... C>(std::integer_sequence<int, C...>) { (f(C), ...); }(std::make_integer_sequence<int, SVE_CHUNKS>{});
+    [&]<int... C>(std::integer_sequence<int, C...>) __attribute__((always_inline)) { (f(C), ...); }(
+        std::make_integer_sequence<int, SVE_CHUNKS>{});
 }
 
 // Writes the register at dst as the chunks f(0) .. f(SVE_CHUNKS - 1). The chunks are the
@@ -94,3 +96,33 @@ template <bool SIGNED = false, class F>
     default: size_branch(); return f(std::conditional_t<SIGNED, int64_t, uint64_t>());
     }
 }
+
+// Instantiates the four forms name##_sized<ESZ> of an operation for the handlers.
+#define SVE_SIZED_INSTANCES(name)                  \
+    template decltype(name) name##_sized<0>;       \
+    template decltype(name) name##_sized<1>;       \
+    template decltype(name) name##_sized<2>;       \
+    template decltype(name) name##_sized<3>;
+
+// Defines the operation name for the run-time size code `size` (an expression of its parameters)
+// through its form for each size, name##_sized<ESZ> (declared by SVE_SIZED_OP, defined before
+// this), and instantiates the four forms for the handlers.
+#define SVE_DEF_BY_SIZE(name, size, params, args)                                                   \
+    aarch64_decode_rc name params {                                                                 \
+        return on_size(size, [&](auto t) { return name##_sized<esize_code<decltype(t)>> args; });    \
+    }                                                                                               \
+    SVE_SIZED_INSTANCES(name)
+
+// Defines name##_sized<ESZ> as a call of the element loop template that follows the arguments
+// (ESZ stands in it for the size), and name for the run-time size code `size` as a call of the
+// same template for each size.
+#define SVE_DEF_SIZED(name, size, params, args, ...)                                   \
+    template <int ESZ>                                                                 \
+    aarch64_decode_rc name##_sized params { return __VA_ARGS__ args; }                 \
+    aarch64_decode_rc name params {                                                    \
+        return on_size(size, [&](auto t) {                                             \
+            constexpr int ESZ = esize_code<decltype(t)>;                               \
+            return __VA_ARGS__ args;                                                   \
+        });                                                                            \
+    }                                                                                  \
+    SVE_SIZED_INSTANCES(name)

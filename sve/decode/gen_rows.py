@@ -13,6 +13,10 @@ Writes, under DIR (default: the source tree):
                                           template makes (generic functions, and memory operations)
   sve/<family dir>/generated/<file>.inc   their definitions, included by <file>.cpp behind the
                                           templates
+  sve/<family dir>/generated/<family>_declarations.h
+                                          declarations of the family's other operations and
+                                          generic functions (those written by hand), each with the
+                                          type of its row's form
 --check writes nothing and exits 1 when a file would change (a test runs it).
 --format aligns the columns of rows.txt and writes nothing else.
 """
@@ -109,6 +113,17 @@ SHAPES = {
     "s_scatter_vs": ("gather_scatter", "aarch64_decode_rc", "cpu_state* s, %s, aarch64_z_reg zm, aarch64_i_rsp_reg xn"),
     "s_scatter_sv": ("gather_scatter", "aarch64_decode_rc", "cpu_state* s, %s, aarch64_i_rsp_reg xn, aarch64_z_reg zm"),
 }
+# Templates whose address form is written once for contiguous and structure accesses
+# (sve/memory/access.h): the row's template stands for the shared one over its file's access class,
+# g_load_struct_si<int8_t,2> for g_load_si<structure_access<int8_t, 2>>, and the specialised loads
+# and stores of a form are one template: s_store_si<uint8_t,uint8_t> is
+# s_si<contiguous_access<uint8_t, uint8_t>, true>.
+SHARED_ADDRESS_FORMS = {}
+for _form in ("load_si", "load_ss", "store_si", "store_ss"):
+    for _access, _name in (("contiguous_access", _form), ("structure_access", _form.replace("_", "_struct_"))):
+        SHARED_ADDRESS_FORMS["g_" + _name] = ("g_" + _form, _access, "")
+        SHARED_ADDRESS_FORMS["s_" + _name] = ("s_" + _form[-2:], _access, ", true" if "store" in _form else ", false")
+
 # Specialised memory operations begin with the transfer register, the predicate and (but for the
 # vector-addressed forms) the base register: %s above.
 for _name, (_home, _ret, _params) in list(SHAPES.items()):
@@ -276,6 +291,14 @@ def c_string(s):
     return "nullptr" if s == "-" else '"%s"' % s
 
 
+def transfer_registers(r):
+    """The registers a load or store transfers: N for the structure templates (their second
+    argument), else 1."""
+    if r.generic.startswith(("g_load_struct", "g_store_struct")):
+        return int(template_args(r.generic)[1])
+    return 1
+
+
 def gen_rows_cpp(rows, order):
     index = {m: i for i, m in enumerate(order)}
     out = [GENERATED, "// The row metadata, in table order.\n",
@@ -285,9 +308,10 @@ def gen_rows_cpp(rows, order):
     for r in rows:
         gen = "&sve_handlers::gen_%s" % r.name if r.tier in "SF" else "nullptr"
         out.append("    {%d, int32_t(0x%X), \"%s\", '%s', true, %s, &sve_handlers::%s, %s, SVE_FAMILY_%s, %d, \"%s\", "
-                   "SVE_ACCESS_%s, %d, SVE_ADDRESS_%s},\n"
+                   "SVE_ACCESS_%s, %d, SVE_ADDRESS_%s, %d},\n"
                    % (index[r.map], r.key, r.name, r.tier, c_string(r.op), r.name, gen, r.family.upper(),
-                      -1 if r.esz is None else r.esz, r.type, r.access.upper(), r.mem_bytes, r.address.upper()))
+                      -1 if r.esz is None else r.esz, r.type, r.access.upper(), r.mem_bytes, r.address.upper(),
+                      transfer_registers(r)))
     out.append("};\n")
     return "".join(out)
 
@@ -319,6 +343,9 @@ def made_functions(r):
         home, ret, params = SHAPES[t]
         ret, params = ret.replace("{1}", args[1] if len(args) > 1 else ""), params.replace("{1}", args[1] if len(args) > 1 else "")
         call = generic_args(t + r.generic[len(tmpl):])
+        if t in SHARED_ADDRESS_FORMS:
+            shared, access, store = SHARED_ADDRESS_FORMS[t]
+            call = "%s<%s%s%s>" % (shared, access, call[len(t):], store)
         out.append((home, name, ret, params, call, t.startswith("g_")))
     return out
 
@@ -358,6 +385,39 @@ def gen_function_defs(rows, fams, home):
     return "".join(out)
 
 
+def declarations_path(fam):
+    return "%s/generated/%s_declarations.h" % (FAMILY_DIR[fam], fam)
+
+
+def gen_declarations_h(rows, fam):
+    """The operations and generic functions of the family's rows that no element loop template
+    makes: each is declared with the function type of the row's form (sform::op_type,
+    gform::fn_type), so that the declaration is exactly what the handler calls."""
+    made = {name for r in rows if r.generic != "-" for _, name, _, _, _, _ in made_functions(r)}
+    out = [GENERATED, "// Declarations of the %s operations and generic functions written by hand, each with the\n"
+           "// function type of its row's form: `sf_x::op_type sve_y;` declares\n"
+           "// aarch64_decode_rc sve_y(cpu_state*, <the handles and immediates of sf_x>).\n"
+           "// The family's header includes this file after its forms.\n#pragma once\n" % fam]
+    ops, generic = [], []
+    seen = set()
+    for r in rows:
+        if r.family != fam:
+            continue
+        if r.tier in "SF" and r.op not in made and r.op not in seen:
+            seen.add(r.op)
+            ops.append("%s::op_type %s;\n" % (r.sform, r.op))
+        if r.tier != "P" and r.generic == "-" and r.name not in seen:
+            seen.add(r.name)
+            generic.append("%s::fn_type %s;\n" % (r.gform, r.name))
+    if ops:
+        out.append("\n// Specialised operations.\n")
+        out.extend(ops)
+    if generic:
+        out.append("\n// Generic functions.\n")
+        out.extend(generic)
+    return "".join(out)
+
+
 def outputs(rows):
     order, counts = maps_in_order(rows)
     check_table(rows, order)
@@ -369,6 +429,7 @@ def outputs(rows):
     }
     for fam in FAMILIES:
         files["sve/decode/generated/handlers_%s.cpp" % fam] = gen_handlers_cpp(rows, fam)
+        files[declarations_path(fam)] = gen_declarations_h(rows, fam)
     by_dir = {}
     for fam in FAMILIES:
         by_dir.setdefault(FAMILY_DIR[fam], []).append(fam)

@@ -42,6 +42,7 @@ struct sve_row_info {
     sve_access access;
     int mem_bytes;          // memory element of a load, store or prefetch: 1, 2, 4, 8; else 0
     sve_address address;
+    int regs;               // registers a load or store transfers: 2 to 4 for ld2..ld4, st2..st4, else 1
 };
 
 // Element width in bytes of a row's type token (0 for a predicate without element size).

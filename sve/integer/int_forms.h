@@ -21,6 +21,13 @@ struct DupImm {
     template <int ESZ> static int64_t gget(const cpu_state*, uint32_t w) { return get<ESZ>(w); }
 };
 
+// The unsigned imm7 (20:14) of the unsigned compares, handed to the specialised compares as the
+// signed 64-bit immediate that every compare with an immediate takes.
+struct CmpUImm7 {
+    template <int ESZ> static int64_t get(uint32_t w) { return fld(w, 14, 7); }
+    template <int ESZ> static uint64_t gget(const cpu_state*, uint32_t w) { return fld(w, 14, 7); }
+};
+
 // The bit-mask immediate N:immr:imms (bits 17, 16:11, 10:5), replicated to 64 bits.
 uint64_t decode_bit_mask(uint32_t n, uint32_t immr, uint32_t imms);
 struct LogImm {

@@ -14,24 +14,20 @@ namespace {
 
 // dst = f(a chunk, b chunk) over the register; the chunks are the temporary.
 template <class V, class F>
-inline void chunks2(uint8_t* dst, const uint8_t* a, const uint8_t* b, F&& f) {
+[[gnu::always_inline]] inline void chunks2(uint8_t* dst, const uint8_t* a, const uint8_t* b, F&& f) {
     vgen_reg<V>(dst, [&](int c) { return f(vload<V>(a + 16 * c), vload<V>(b + 16 * c)); });
 }
 template <class V, class F>
-inline void chunks1(uint8_t* dst, const uint8_t* a, F&& f) {
+[[gnu::always_inline]] inline void chunks1(uint8_t* dst, const uint8_t* a, F&& f) {
     vgen_reg<V>(dst, [&](int c) { return f(vload<V>(a + 16 * c)); });
 }
 
 
 template <class OP, int ESZ>
-aarch64_decode_rc zzz_of(cpu_state* s, zr zd, zr zn, zr zm) {
+[[gnu::always_inline]] inline aarch64_decode_rc zzz_of(cpu_state* s, zr zd, zr zn, zr zm) {
     typedef typename vec_of<elem_of_size<ESZ>>::type V;
     chunks2<V>(s->z[zd.num], s->z[zn.num], s->z[zm.num], [](V a, V b) { return OP::vec(a, b); });
     return RC_DONE;
-}
-template <class OP>
-aarch64_decode_rc zzz_sized(cpu_state* s, zr zd, zr zn, zr zm) {
-    return on_size(zsize(zd), [&](auto t) { return zzz_of<OP, esize_code<decltype(t)>>(s, zd, zn, zm); });
 }
 template <class OP>
 aarch64_decode_rc zzz_bits(cpu_state* s, zr zd, zr zn, zr zm) {
@@ -61,7 +57,7 @@ aarch64_decode_rc zi_bits(cpu_state* s, zr zdn, uint64_t mask) {
 // Merging on 16-byte chunks: active lanes take f(c, old chunk), inactive ones keep the old value
 // (or get 0 when ZEROING). A lane's mask is 0 - (bit 0 of its first predicate byte).
 template <class T, bool ZEROING = false, class F>
-inline void merge_chunks(uint8_t* dst, const uint8_t* pred, F&& f) {
+[[gnu::always_inline]] inline void merge_chunks(uint8_t* dst, const uint8_t* pred, F&& f) {
     typedef typename vec_of<T>::type V;
     vgen_reg<V>(dst, [&](int c) {
         V old = vload<V>(dst + 16 * c);
@@ -72,7 +68,7 @@ inline void merge_chunks(uint8_t* dst, const uint8_t* pred, F&& f) {
 
 // Binary, merging: the active element of Zdn becomes OP(Zdn, Zm).
 template <bool SIGNED, class OP, int ESZ>
-aarch64_decode_rc zpz_of(cpu_state* s, zr zdn, pr pg, zr zm) {
+[[gnu::always_inline]] inline aarch64_decode_rc zpz_of(cpu_state* s, zr zdn, pr pg, zr zm) {
     typedef elem_of_size<ESZ, SIGNED> T;
     typedef typename vec_of<T>::type V;
     const uint8_t* b = s->z[zm.num];
@@ -87,29 +83,31 @@ aarch64_decode_rc zpz(cpu_state* s, zr zdn, pr pg, zr zm) {
     return on_size<SIGNED>(zsize(zdn), [&](auto t) { return zpz_of<SIGNED, OP, esize_code<decltype(t)>>(s, zdn, pg, zm); });
 }
 // Unary, merging (or zeroing): the active element of Zd becomes OP(Zn).
-template <bool SIGNED, class OP, bool ZEROING = false>
-aarch64_decode_rc zpz_unary(cpu_state* s, zr zd, pr pg, zr zn) {
-    on_size<SIGNED>(zsize(zd), [&](auto t) {
-        typedef decltype(t) T;
-        typedef typename vec_of<T>::type V;
-        const uint8_t* a = s->z[zn.num];
-        if constexpr (unary_vec<OP, V>)
-            merge_chunks<T, ZEROING>(s->z[zd.num], s->p[pg.num], [a](int c, V) { return vec_of_op<OP>(vload<V>(a + 16 * c)); });
-        else
-            merge_into<T, ZEROING>(s->z[zd.num], s->p[pg.num], [a](int e, T) { return OP::template f<T>(ld<T>(a, e)); });
-    });
+template <bool SIGNED, class OP, int ESZ, bool ZEROING = false>
+[[gnu::always_inline]] inline aarch64_decode_rc zpz_unary_of(cpu_state* s, zr zd, pr pg, zr zn) {
+    typedef elem_of_size<ESZ, SIGNED> T;
+    typedef typename vec_of<T>::type V;
+    const uint8_t* a = s->z[zn.num];
+    if constexpr (unary_vec<OP, V>)
+        merge_chunks<T, ZEROING>(s->z[zd.num], s->p[pg.num], [a](int c, V) { return vec_of_op<OP>(vload<V>(a + 16 * c)); });
+    else
+        merge_into<T, ZEROING>(s->z[zd.num], s->p[pg.num], [a](int e, T) { return OP::template f<T>(ld<T>(a, e)); });
     return RC_DONE;
 }
-template <class OP>
-aarch64_decode_rc zpzz(cpu_state* s, zr zd, pr pg, zr za, zr zb) {
-    on_size<false>(zsize(zd), [&](auto t) {
-        typedef decltype(t) T;
-        typedef typename vec_of<T>::type V;
-        const uint8_t* a = s->z[za.num];
-        const uint8_t* b = s->z[zb.num];
-        merge_chunks<T>(s->z[zd.num], s->p[pg.num],
-                        [a, b](int c, V d) { return OP::vec(d, vload<V>(a + 16 * c), vload<V>(b + 16 * c)); });
+template <bool SIGNED, class OP, bool ZEROING = false>
+aarch64_decode_rc zpz_unary(cpu_state* s, zr zd, pr pg, zr zn) {
+    return on_size<SIGNED>(zsize(zd), [&](auto t) {
+        return zpz_unary_of<SIGNED, OP, esize_code<decltype(t)>, ZEROING>(s, zd, pg, zn);
     });
+}
+template <class OP, int ESZ>
+[[gnu::always_inline]] inline aarch64_decode_rc zpzz_of(cpu_state* s, zr zd, pr pg, zr za, zr zb) {
+    typedef elem_of_size<ESZ> T;
+    typedef typename vec_of<T>::type V;
+    const uint8_t* a = s->z[za.num];
+    const uint8_t* b = s->z[zb.num];
+    merge_chunks<T>(s->z[zd.num], s->p[pg.num],
+                    [a, b](int c, V d) { return OP::vec(d, vload<V>(a + 16 * c), vload<V>(b + 16 * c)); });
     return RC_DONE;
 }
 // Division exists for words and doublewords; any other size runs the word path.
@@ -143,32 +141,20 @@ struct native_asr {
 }  // namespace
 
 // One definition per operation: the shape template and the element operation. The _SIZED ones
-// also define the operation for each element size, which the handlers call.
-#define SIZED_INSTANCES(name, types)                    \
-    template aarch64_decode_rc name##_sized<0> types;    \
-    template aarch64_decode_rc name##_sized<1> types;    \
-    template aarch64_decode_rc name##_sized<2> types;    \
-    template aarch64_decode_rc name##_sized<3> types;
-#define ZZZ_SIZED_OP(name, OP)                                                                                     \
-    aarch64_decode_rc name(cpu_state* s, zr zd, zr zn, zr zm) { return zzz_sized<OP>(s, zd, zn, zm); }           \
-    template <int ESZ>                                                                                             \
-    aarch64_decode_rc name##_sized(cpu_state* s, zr zd, zr zn, zr zm) { return zzz_of<OP, ESZ>(s, zd, zn, zm); }  \
-    SIZED_INSTANCES(name, (cpu_state*, zr, zr, zr))
-#define ZPZ_SIZED_OP(name, SIGNED, OP)                                                                       \
-    aarch64_decode_rc name(cpu_state* s, zr zdn, pr pg, zr zm) { return zpz<SIGNED, OP>(s, zdn, pg, zm); } \
-    template <int ESZ>                                                                                       \
-    aarch64_decode_rc name##_sized(cpu_state* s, zr zdn, pr pg, zr zm) {                                    \
-        return zpz_of<SIGNED, OP, ESZ>(s, zdn, pg, zm);                                                      \
-    }                                                                                                        \
-    SIZED_INSTANCES(name, (cpu_state*, zr, pr, zr))
+// define the operation for each element size, which the handlers call, and the operation for the
+// size of its handles through them.
+#define ZZZ_SIZED_OP(name, OP) \
+    SVE_DEF_SIZED(name, zsize(zd), (cpu_state* s, zr zd, zr zn, zr zm), (s, zd, zn, zm), zzz_of<OP, ESZ>)
+#define ZPZ_SIZED_OP(name, SIGNED, OP) \
+    SVE_DEF_SIZED(name, zsize(zdn), (cpu_state* s, zr zdn, pr pg, zr zm), (s, zdn, pg, zm), zpz_of<SIGNED, OP, ESZ>)
 #define ZZZ_OP(name, shape, OP) \
     aarch64_decode_rc name(cpu_state* s, zr zd, zr zn, zr zm) { return shape<OP>(s, zd, zn, zm); }
 #define ZPZ_OP(name, shape, SIGNED, OP) \
     aarch64_decode_rc name(cpu_state* s, zr zdn, pr pg, zr zm) { return shape<SIGNED, OP>(s, zdn, pg, zm); }
-#define UNARY_OP(name, SIGNED, OP) \
-    aarch64_decode_rc name(cpu_state* s, zr zd, pr pg, zr zn) { return zpz_unary<SIGNED, OP>(s, zd, pg, zn); }
-#define ZPZZ_OP(name, OP) \
-    aarch64_decode_rc name(cpu_state* s, zr zd, pr pg, zr za, zr zb) { return zpzz<OP>(s, zd, pg, za, zb); }
+#define UNARY_SIZED_OP(name, SIGNED, OP) \
+    SVE_DEF_SIZED(name, zsize(zd), (cpu_state* s, zr zd, pr pg, zr zn), (s, zd, pg, zn), zpz_unary_of<SIGNED, OP, ESZ>)
+#define ZPZZ_SIZED_OP(name, OP) \
+    SVE_DEF_SIZED(name, zsize(zd), (cpu_state* s, zr zd, pr pg, zr za, zr zb), (s, zd, pg, za, zb), zpzz_of<OP, ESZ>)
 
 // ---- Unpredicated ----
 
@@ -180,7 +166,7 @@ ZZZ_OP(sve_eor_zzz, zzz_bits, op_eor)
 ZZZ_OP(sve_bic_zzz, zzz_bits, op_bic)
 
 aarch64_decode_rc sve_sub_zi(cpu_state* s, zr zdn, uint64_t imm) { return zi_sized<op_sub>(s, zdn, imm); }
-aarch64_decode_rc sve_mul_zi(cpu_state* s, zr zdn, int imm) { return zi_sized<op_mul>(s, zdn, uint64_t(int64_t(imm))); }
+aarch64_decode_rc sve_mul_zi(cpu_state* s, zr zdn, int64_t imm) { return zi_sized<op_mul>(s, zdn, uint64_t(int64_t(imm))); }
 aarch64_decode_rc sve_and_zi(cpu_state* s, zr zdn, aarch64_sve_logical64_imm imm) { return zi_bits<op_and>(s, zdn, imm.mask); }
 aarch64_decode_rc sve_orr_zi(cpu_state* s, zr zdn, aarch64_sve_logical64_imm imm) { return zi_bits<op_orr>(s, zdn, imm.mask); }
 aarch64_decode_rc sve_eor_zi(cpu_state* s, zr zdn, aarch64_sve_logical64_imm imm) { return zi_bits<op_eor>(s, zdn, imm.mask); }
@@ -206,26 +192,26 @@ ZPZ_SIZED_OP(sve_lsl_zpz, false, native_lsl)
 ZPZ_SIZED_OP(sve_lsr_zpz, false, native_lsr)
 ZPZ_SIZED_OP(sve_asr_zpz, false, native_asr)
 
-UNARY_OP(sve_neg_zpz, false, op_neg)
-UNARY_OP(sve_rbit_zpz, false, op_rbit)
+UNARY_SIZED_OP(sve_neg_zpz, false, op_neg)
+UNARY_SIZED_OP(sve_rbit_zpz, false, op_rbit)
 aarch64_decode_rc sve_revw_zpz(cpu_state* s, zr zd, pr pg, zr zn) {
     zr d = {zd.num, ES_DOUBLE, {ZQ_NONE, ZQ_NONE}};
     return zpz_unary<false, op_revw>(s, d, pg, zn);
 }
-UNARY_OP(sve_sxtb_zpz, true, op_ext8)
-UNARY_OP(sve_sxth_zpz, true, op_ext16)
-UNARY_OP(sve_sxtw_zpz, true, op_ext32)
-UNARY_OP(sve_uxth_zpz, false, op_ext16)
-UNARY_OP(sve_uxtw_zpz, false, op_ext32)
+UNARY_SIZED_OP(sve_sxtb_zpz, true, op_ext8)
+UNARY_SIZED_OP(sve_sxth_zpz, true, op_ext16)
+UNARY_SIZED_OP(sve_sxtw_zpz, true, op_ext32)
+UNARY_SIZED_OP(sve_uxth_zpz, false, op_ext16)
+UNARY_SIZED_OP(sve_uxtw_zpz, false, op_ext32)
 aarch64_decode_rc sve_movprfx_zpz(cpu_state* s, zr zd, pr pg, zr zn) {
     if (pg.qual == PQ_Z) return zpz_unary<false, op_copy, true>(s, zd, pg, zn);
     return zpz_unary<false, op_copy>(s, zd, pg, zn);
 }
 
-ZPZZ_OP(sve_mla_zpzz, op_mla)
-ZPZZ_OP(sve_mls_zpzz, op_mls)
-ZPZZ_OP(sve_mad_zpzz, op_mad)
-ZPZZ_OP(sve_msb_zpzz, op_msb)
+ZPZZ_SIZED_OP(sve_mla_zpzz, op_mla)
+ZPZZ_SIZED_OP(sve_mls_zpzz, op_mls)
+ZPZZ_SIZED_OP(sve_mad_zpzz, op_mad)
+ZPZZ_SIZED_OP(sve_msb_zpzz, op_msb)
 
 // ---- Immediate shifts: the count is tested once, outside the element loop ----
 
@@ -276,13 +262,13 @@ aarch64_decode_rc sve_asr_zzi(cpu_state* s, zr zd, zr zn, unsigned count) {
 
 namespace {
 template <class T>
-void fill(uint8_t* z, T v) {
+[[gnu::always_inline]] inline void fill(uint8_t* z, T v) {
     typedef typename vec_of<T>::type V;
     vgen_reg<V>(z, [v](int) { return V{} + v; });
 }
 // Active elements get v; inactive ones keep their value, or get 0 when ZEROING.
 template <class T>
-void fill_active(uint8_t* z, const uint8_t* p, T v, bool zeroing) {
+[[gnu::always_inline]] inline void fill_active(uint8_t* z, const uint8_t* p, T v, bool zeroing) {
     typedef typename vec_of<T>::type V;
     vgen_reg<V>(z, [&](int c) {
         V m = active_lanes<V>(p + 16 * c), old = zeroing ? V{} : vload<V>(z + 16 * c);
@@ -303,36 +289,42 @@ void index_fill(uint8_t* z, uint32_t esz, uint64_t start, uint64_t step) {
 }
 }  // namespace
 
-aarch64_decode_rc sve_dup_zi(cpu_state* s, zr zd, int imm) {
-    on_size<false>(zsize(zd), [&](auto t) { fill(s->z[zd.num], decltype(t)(int64_t(imm))); });
+template <int ESZ>
+aarch64_decode_rc sve_dup_zi_sized(cpu_state* s, zr zd, int imm) {
+    fill(s->z[zd.num], elem_of_size<ESZ>(int64_t(imm)));
     return RC_DONE;
 }
-aarch64_decode_rc sve_dup_zr(cpu_state* s, zr zd, aarch64_i_rsp_reg rn) {
-    uint64_t x = read_xsp(s, rn);
-    on_size<false>(zsize(zd), [&](auto t) { fill(s->z[zd.num], decltype(t)(x)); });
+SVE_DEF_BY_SIZE(sve_dup_zi, zsize(zd), (cpu_state* s, zr zd, int imm), (s, zd, imm))
+template <int ESZ>
+aarch64_decode_rc sve_dup_zr_sized(cpu_state* s, zr zd, aarch64_i_rsp_reg rn) {
+    fill(s->z[zd.num], elem_of_size<ESZ>(read_xsp(s, rn)));
     return RC_DONE;
 }
+SVE_DEF_BY_SIZE(sve_dup_zr, zsize(zd), (cpu_state* s, zr zd, aarch64_i_rsp_reg rn), (s, zd, rn))
 aarch64_decode_rc sve_dupm_zi(cpu_state* s, zr zd, aarch64_sve_logical64_imm imm) {
     fill<uint64_t>(s->z[zd.num], imm.mask);
     return RC_DONE;
 }
-aarch64_decode_rc sve_cpy_zpi(cpu_state* s, zr zd, pr pg, int imm) {
-    on_size<false>(zsize(zd), [&](auto t) {
-        fill_active(s->z[zd.num], s->p[pg.num], decltype(t)(int64_t(imm)), pg.qual == PQ_Z);
-    });
+template <int ESZ>
+aarch64_decode_rc sve_cpy_zpi_sized(cpu_state* s, zr zd, pr pg, int imm) {
+    fill_active(s->z[zd.num], s->p[pg.num], elem_of_size<ESZ>(int64_t(imm)), pg.qual == PQ_Z);
     return RC_DONE;
 }
-aarch64_decode_rc sve_cpy_zpr(cpu_state* s, zr zd, pr pg, aarch64_i_rsp_reg rn) {
-    uint64_t x = read_xsp(s, rn);
-    on_size<false>(zsize(zd), [&](auto t) { fill_active(s->z[zd.num], s->p[pg.num], decltype(t)(x), false); });
+SVE_DEF_BY_SIZE(sve_cpy_zpi, zsize(zd), (cpu_state* s, zr zd, pr pg, int imm), (s, zd, pg, imm))
+template <int ESZ>
+aarch64_decode_rc sve_cpy_zpr_sized(cpu_state* s, zr zd, pr pg, aarch64_i_rsp_reg rn) {
+    fill_active(s->z[zd.num], s->p[pg.num], elem_of_size<ESZ>(read_xsp(s, rn)), false);
     return RC_DONE;
 }
-aarch64_decode_rc sve_cpy_zpv(cpu_state* s, zr zd, pr pg, zr vn) {
+SVE_DEF_BY_SIZE(sve_cpy_zpr, zsize(zd), (cpu_state* s, zr zd, pr pg, aarch64_i_rsp_reg rn), (s, zd, pg, rn))
+template <int ESZ>
+aarch64_decode_rc sve_cpy_zpv_sized(cpu_state* s, zr zd, pr pg, zr vn) {
     uint64_t x;
     std::memcpy(&x, s->z[vn.num], 8);
-    on_size<false>(zsize(zd), [&](auto t) { fill_active(s->z[zd.num], s->p[pg.num], decltype(t)(x), false); });
+    fill_active(s->z[zd.num], s->p[pg.num], elem_of_size<ESZ>(x), false);
     return RC_DONE;
 }
+SVE_DEF_BY_SIZE(sve_cpy_zpv, zsize(zd), (cpu_state* s, zr zd, pr pg, zr vn), (s, zd, pg, vn))
 aarch64_decode_rc sve_index_zii(cpu_state* s, zr zd, int64_t start, int64_t step) {
     index_fill(s->z[zd.num], zsize(zd), uint64_t(start), uint64_t(step));
     return RC_DONE;
@@ -411,17 +403,8 @@ aarch64_decode_rc compare_zi_of(cpu_state* s, pr pd, pr pg, zr zn, int64_t imm) 
 }  // namespace
 
 // Each compare for a run-time element size (Pd's), and for each size.
-#define DEF_CMP_FORM(name, SIGNED, OP, shape_of, last)                                                         \
-    aarch64_decode_rc name(cpu_state* s, pr pd, pr pg, zr zn, last b) {                                       \
-        return on_size<SIGNED>(pd.qual, [&](auto t) {                                                          \
-            return shape_of<SIGNED, OP, esize_code<decltype(t)>>(s, pd, pg, zn, b);                            \
-        });                                                                                                    \
-    }                                                                                                          \
-    template <int ESZ>                                                                                         \
-    aarch64_decode_rc name##_sized(cpu_state* s, pr pd, pr pg, zr zn, last b) {                               \
-        return shape_of<SIGNED, OP, ESZ>(s, pd, pg, zn, b);                                                    \
-    }                                                                                                          \
-    SIZED_INSTANCES(name, (cpu_state*, pr, pr, zr, last))
+#define DEF_CMP_FORM(name, SIGNED, OP, shape_of, last) \
+    SVE_DEF_SIZED(name, pd.qual, (cpu_state* s, pr pd, pr pg, zr zn, last b), (s, pd, pg, zn, b), shape_of<SIGNED, OP, ESZ>)
 #define DEF_CMP(cc, SIGNED, OP)                                       \
     DEF_CMP_FORM(sve_cmp##cc##_ppzz, SIGNED, OP, compare_zz_of, zr)   \
     DEF_CMP_FORM(sve_cmp##cc##_ppzi, SIGNED, OP, compare_zi_of, int64_t)

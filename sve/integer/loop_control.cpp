@@ -30,13 +30,13 @@ inline uint32_t while_count(uint64_t rn, uint64_t rm, int bits, bool is_signed, 
     return b - a >= n ? n : uint32_t(b - a);
 }
 
-// Specialised while: the predicate at Pd's element size and the flags of a test against an
+// Specialised while: the predicate at the element size ESZ and the flags of a test against an
 // all-true governing predicate, computed here from the count.
-template <bool is_signed, bool or_equal>
+template <bool is_signed, bool or_equal, int ESZ>
 aarch64_decode_rc while_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
-    const uint32_t n = SVE_VL_BYTES >> pd.qual;
+    constexpr uint32_t n = SVE_VL_BYTES >> ESZ;
     uint32_t k = while_count(read_xzr(s, rn), read_xzr(s, rm), rn.qual == RQ_W ? 32 : 64, is_signed, or_equal, n);
-    fill_first(s->p[pd.num], k, pd.qual);
+    fill_first(s->p[pd.num], k, ESZ);
     uint64_t f = (k > 0 ? NZCV_N : 0) | (k == 0 ? NZCV_Z : 0) | (k < n ? NZCV_C : 0);
     s->nzcv = (s->nzcv & ~NZCV_ALL) | f;
     return RC_DONE;
@@ -115,21 +115,18 @@ uint32_t count_80(const uint8_t* a, const uint8_t* b, uint32_t s) {
 
 // ---------------------------------------------------------------------------------------------
 // Specialised operations.
-aarch64_decode_rc sve_whilelt_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
-    return while_prr<true, false>(s, pd, rn, rm);
-}
-aarch64_decode_rc sve_whilelo_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
-    return while_prr<false, false>(s, pd, rn, rm);
-}
-aarch64_decode_rc sve_whilels_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
-    return while_prr<false, true>(s, pd, rn, rm);
-}
+#define LC_DEF_WHILE_PRR(name, is_signed, or_equal)                                                        \
+    SVE_DEF_SIZED(name, pd.qual, (cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm), (s, pd, rn, rm), \
+                  while_prr<is_signed, or_equal, ESZ>)
+LC_DEF_WHILE_PRR(sve_whilelt_prr, true, false)
+LC_DEF_WHILE_PRR(sve_whilelo_prr, false, false)
+LC_DEF_WHILE_PRR(sve_whilels_prr, false, true)
 
 #define LC_DEF_INCDEC(L, E)                                                                                      \
-    aarch64_decode_rc sve_inc##L##_rii(cpu_state* s, aarch64_i_reg r, unsigned pat, unsigned mul) {              \
+    aarch64_decode_rc sve_inc##L##_rii(cpu_state* s, aarch64_i_reg r, uint64_t pat, uint64_t mul) {              \
         return incdec_rii<E, false>(s, r, pat, mul);                                                             \
     }                                                                                                            \
-    aarch64_decode_rc sve_dec##L##_rii(cpu_state* s, aarch64_i_reg r, unsigned pat, unsigned mul) {              \
+    aarch64_decode_rc sve_dec##L##_rii(cpu_state* s, aarch64_i_reg r, uint64_t pat, uint64_t mul) {              \
         return incdec_rii<E, true>(s, r, pat, mul);                                                              \
     }
 LC_DEF_INCDEC(b, 0)
@@ -137,17 +134,17 @@ LC_DEF_INCDEC(h, 1)
 LC_DEF_INCDEC(w, 2)
 LC_DEF_INCDEC(d, 3)
 #define LC_DEF_INCDEC_Z(L, E)                                                                                    \
-    aarch64_decode_rc sve_inc##L##_zii(cpu_state* s, aarch64_z_reg z, unsigned pat, unsigned mul) {              \
+    aarch64_decode_rc sve_inc##L##_zii(cpu_state* s, aarch64_z_reg z, uint64_t pat, uint64_t mul) {              \
         return incdec_zii<E, false>(s, z, pat, mul);                                                             \
     }                                                                                                            \
-    aarch64_decode_rc sve_dec##L##_zii(cpu_state* s, aarch64_z_reg z, unsigned pat, unsigned mul) {              \
+    aarch64_decode_rc sve_dec##L##_zii(cpu_state* s, aarch64_z_reg z, uint64_t pat, uint64_t mul) {              \
         return incdec_zii<E, true>(s, z, pat, mul);                                                              \
     }
 LC_DEF_INCDEC_Z(h, 1)
 LC_DEF_INCDEC_Z(w, 2)
 LC_DEF_INCDEC_Z(d, 3)
 
-aarch64_decode_rc sve_uqdecb_rii(cpu_state* s, aarch64_i_reg rdn, unsigned pattern, unsigned mult) {
+aarch64_decode_rc sve_uqdecb_rii(cpu_state* s, aarch64_i_reg rdn, uint64_t pattern, uint64_t mult) {
     uint64_t d = uint64_t(VecTrueILength(pattern, SVE_VL_BYTES)) * mult;
     uint64_t x = read_xzr(s, rdn);
     if (rdn.tied_qual[0] == RQ_W) x = uint32_t(x);
@@ -165,15 +162,15 @@ aarch64_decode_rc sve_incp_rp(cpu_state* s, aarch64_i_reg rdn, aarch64_p_reg pm)
     return RC_DONE;
 }
 
-aarch64_decode_rc sve_rdvl_ri(cpu_state* s, aarch64_i_reg rd, int imm) {
+aarch64_decode_rc sve_rdvl_ri(cpu_state* s, aarch64_i_reg rd, int64_t imm) {
     write_xzr(s, rd, uint64_t(int64_t(int32_t(imm * SVE_VL_BYTES))));
     return RC_DONE;
 }
-aarch64_decode_rc sve_addvl_rri(cpu_state* s, aarch64_i_rsp_reg rd, aarch64_i_rsp_reg rn, int imm) {
+aarch64_decode_rc sve_addvl_rri(cpu_state* s, aarch64_i_rsp_reg rd, aarch64_i_rsp_reg rn, int64_t imm) {
     write_xsp(s, rd, read_xsp(s, rn) + uint64_t(int64_t(int32_t(imm * SVE_VL_BYTES))));
     return RC_DONE;
 }
-aarch64_decode_rc sve_addpl_rri(cpu_state* s, aarch64_i_rsp_reg rd, aarch64_i_rsp_reg rn, int imm) {
+aarch64_decode_rc sve_addpl_rri(cpu_state* s, aarch64_i_rsp_reg rd, aarch64_i_rsp_reg rn, int64_t imm) {
     write_xsp(s, rd, read_xsp(s, rn) + uint64_t(int64_t(int32_t(imm * SVE_PL_BYTES))));
     return RC_DONE;
 }

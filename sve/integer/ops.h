@@ -82,7 +82,7 @@ using sf_cmp_zz = forms::sform<forms::P<0, 4, -1>, forms::P<10, 3, PQ_Z>, forms:
 using gf_cmp_zz = forms::gform<forms::DP<0>, forms::P<10, 3, PQ_Z>, forms::Z<5>, forms::Z<16>>;
 using sf_cmp_zsi = forms::sform<forms::P<0, 4, -1>, forms::P<10, 3, PQ_Z>, forms::Z<5>, forms::SImm<16, 5>>;
 using gf_cmp_zsi = forms::gform<forms::DP<0>, forms::P<10, 3, PQ_Z>, forms::Z<5>, forms::SImm<16, 5>>;
-using sf_cmp_zui = forms::sform<forms::P<0, 4, -1>, forms::P<10, 3, PQ_Z>, forms::Z<5>, forms::UImm<14, 7>>;
+using sf_cmp_zui = forms::sform<forms::P<0, 4, -1>, forms::P<10, 3, PQ_Z>, forms::Z<5>, forms::CmpUImm7>;
 using gf_cmp_zui = forms::gform<forms::DP<0>, forms::P<10, 3, PQ_Z>, forms::Z<5>, forms::UImm<14, 7>>;
 
 // ---------------------------------------------------------------------------------------------
@@ -91,93 +91,33 @@ using gf_cmp_zui = forms::gform<forms::DP<0>, forms::P<10, 3, PQ_Z>, forms::Z<5>
 using zr = aarch64_z_reg;
 using pr = aarch64_p_reg;
 
-aarch64_decode_rc sve_add_zi(cpu_state* s, aarch64_z_reg zdn, uint64_t imm);
-aarch64_decode_rc sve_sub_zi(cpu_state* s, zr zdn, uint64_t imm);
-aarch64_decode_rc sve_mul_zi(cpu_state* s, zr zdn, int imm);
-aarch64_decode_rc sve_and_zi(cpu_state* s, zr zdn, aarch64_sve_logical64_imm imm);
-aarch64_decode_rc sve_orr_zi(cpu_state* s, zr zdn, aarch64_sve_logical64_imm imm);
-aarch64_decode_rc sve_eor_zi(cpu_state* s, zr zdn, aarch64_sve_logical64_imm imm);
-aarch64_decode_rc sve_dupm_zi(cpu_state* s, zr zd, aarch64_sve_logical64_imm imm);
 
-#define INT_DECL_ZZZ(name) aarch64_decode_rc name(cpu_state* s, zr zd, zr zn, zr zm);
-#define INT_DECL_ZPZ(name) aarch64_decode_rc name(cpu_state* s, zr zdn, pr pg, zr zm);
-#define INT_DECL_ZPZZ(name) aarch64_decode_rc name(cpu_state* s, zr zd, pr pg, zr za, zr zb);
+// The operations of the rows, and the generic functions written by hand, declared from the table.
+#include "sve/integer/generated/integer_declarations.h"
+
+// Compares that no row names (operand-swapped aliases of others), for direct callers.
+sf_cmp_zz::op_type sve_cmple_ppzz, sve_cmplt_ppzz, sve_cmpls_ppzz, sve_cmplo_ppzz;
+sf_cmp_zsi::op_type sve_cmpge_ppzi;
+sf_cmp_zui::op_type sve_cmphs_ppzi, sve_cmpls_ppzi;
+
 // Operations that also have a form for each element size (name_sized<ESZ>), which handlers call.
-#define INT_DECL_SIZED(name, ...)                                                         \
-    aarch64_decode_rc name(cpu_state* s, __VA_ARGS__);                                     \
-    template <int ESZ> aarch64_decode_rc name##_sized(cpu_state* s, __VA_ARGS__);          \
-    template <> struct forms::sized_op<&name> {                                            \
-        template <int ESZ> static constexpr auto of = &name##_sized<ESZ>;                  \
-    };
-#define INT_DECL_ZZZ_SIZED(name) INT_DECL_SIZED(name, zr zd, zr zn, zr zm)
-#define INT_DECL_ZPZ_SIZED(name) INT_DECL_SIZED(name, zr zdn, pr pg, zr zm)
-INT_DECL_ZZZ_SIZED(sve_add_zzz) INT_DECL_ZZZ_SIZED(sve_sub_zzz)
-INT_DECL_ZZZ(sve_and_zzz) INT_DECL_ZZZ(sve_orr_zzz) INT_DECL_ZZZ(sve_eor_zzz) INT_DECL_ZZZ(sve_bic_zzz)
-INT_DECL_ZPZ_SIZED(sve_add_zpz) INT_DECL_ZPZ_SIZED(sve_sub_zpz) INT_DECL_ZPZ_SIZED(sve_mul_zpz)
-INT_DECL_ZPZ_SIZED(sve_smax_zpz) INT_DECL_ZPZ_SIZED(sve_umax_zpz) INT_DECL_ZPZ_SIZED(sve_smin_zpz)
-INT_DECL_ZPZ_SIZED(sve_umin_zpz) INT_DECL_ZPZ_SIZED(sve_and_zpz) INT_DECL_ZPZ_SIZED(sve_orr_zpz)
-INT_DECL_ZPZ_SIZED(sve_eor_zpz) INT_DECL_ZPZ_SIZED(sve_bic_zpz)
-INT_DECL_ZPZ(sve_sdiv_zpz) INT_DECL_ZPZ(sve_udiv_zpz) INT_DECL_ZPZ(sve_sdivr_zpz) INT_DECL_ZPZ(sve_udivr_zpz)
-INT_DECL_ZPZ(sve_neg_zpz) INT_DECL_ZPZ(sve_rbit_zpz) INT_DECL_ZPZ(sve_revw_zpz)
-INT_DECL_ZPZ(sve_sxtb_zpz) INT_DECL_ZPZ(sve_sxth_zpz) INT_DECL_ZPZ(sve_sxtw_zpz)
-INT_DECL_ZPZ(sve_uxth_zpz) INT_DECL_ZPZ(sve_uxtw_zpz)
-INT_DECL_ZPZ(sve_movprfx_zpz) INT_DECL_ZPZ(sve_cpy_zpv)
-INT_DECL_ZPZ_SIZED(sve_lsl_zpz) INT_DECL_ZPZ_SIZED(sve_lsr_zpz) INT_DECL_ZPZ_SIZED(sve_asr_zpz)
-INT_DECL_ZPZZ(sve_mla_zpzz) INT_DECL_ZPZZ(sve_mls_zpzz) INT_DECL_ZPZZ(sve_mad_zpzz) INT_DECL_ZPZZ(sve_msb_zpzz)
-
-aarch64_decode_rc sve_movprfx_zz(cpu_state* s, zr zd, zr zn);
-aarch64_decode_rc sve_dup_zi(cpu_state* s, zr zd, int imm);
-aarch64_decode_rc sve_dup_zr(cpu_state* s, zr zd, aarch64_i_rsp_reg rn);
-aarch64_decode_rc sve_cpy_zpi(cpu_state* s, zr zd, pr pg, int imm);
-aarch64_decode_rc sve_cpy_zpr(cpu_state* s, zr zd, pr pg, aarch64_i_rsp_reg rn);
-aarch64_decode_rc sve_index_zii(cpu_state* s, zr zd, int64_t start, int64_t step);
-aarch64_decode_rc sve_index_zri(cpu_state* s, zr zd, aarch64_i_reg start, int64_t step);
-aarch64_decode_rc sve_index_zir(cpu_state* s, zr zd, int64_t start, aarch64_i_reg step);
-aarch64_decode_rc sve_index_zrr(cpu_state* s, zr zd, aarch64_i_reg start, aarch64_i_reg step);
-
-aarch64_decode_rc sve_lsl_zpi(cpu_state* s, zr zdn, pr pg, unsigned count);
-aarch64_decode_rc sve_asr_zpi(cpu_state* s, zr zdn, pr pg, unsigned count);
-aarch64_decode_rc sve_lsl_zzi(cpu_state* s, zr zd, zr zn, unsigned count);
-aarch64_decode_rc sve_asr_zzi(cpu_state* s, zr zd, zr zn, unsigned count);
-
-#define INT_DECL_CMP(cc)                                                \
-    INT_DECL_SIZED(sve_cmp##cc##_ppzz, pr pd, pr pg, zr zn, zr zm)      \
-    INT_DECL_SIZED(sve_cmp##cc##_ppzi, pr pd, pr pg, zr zn, int64_t imm)
-INT_DECL_CMP(eq) INT_DECL_CMP(ne) INT_DECL_CMP(ge) INT_DECL_CMP(gt) INT_DECL_CMP(le) INT_DECL_CMP(lt)
-INT_DECL_CMP(hs) INT_DECL_CMP(hi) INT_DECL_CMP(ls) INT_DECL_CMP(lo)
+SVE_SIZED_OP(sve_add_zzz) SVE_SIZED_OP(sve_sub_zzz)
+SVE_SIZED_OP(sve_add_zpz) SVE_SIZED_OP(sve_sub_zpz) SVE_SIZED_OP(sve_mul_zpz)
+SVE_SIZED_OP(sve_smax_zpz) SVE_SIZED_OP(sve_umax_zpz) SVE_SIZED_OP(sve_smin_zpz)
+SVE_SIZED_OP(sve_umin_zpz) SVE_SIZED_OP(sve_and_zpz) SVE_SIZED_OP(sve_orr_zpz)
+SVE_SIZED_OP(sve_eor_zpz) SVE_SIZED_OP(sve_bic_zpz)
+SVE_SIZED_OP(sve_lsl_zpz) SVE_SIZED_OP(sve_lsr_zpz) SVE_SIZED_OP(sve_asr_zpz)
+SVE_SIZED_OP(sve_neg_zpz) SVE_SIZED_OP(sve_rbit_zpz)
+SVE_SIZED_OP(sve_sxtb_zpz) SVE_SIZED_OP(sve_sxth_zpz) SVE_SIZED_OP(sve_sxtw_zpz)
+SVE_SIZED_OP(sve_uxth_zpz) SVE_SIZED_OP(sve_uxtw_zpz)
+SVE_SIZED_OP(sve_mla_zpzz) SVE_SIZED_OP(sve_mls_zpzz) SVE_SIZED_OP(sve_mad_zpzz) SVE_SIZED_OP(sve_msb_zpzz)
+SVE_SIZED_OP(sve_dup_zi) SVE_SIZED_OP(sve_dup_zr)
+SVE_SIZED_OP(sve_cpy_zpi) SVE_SIZED_OP(sve_cpy_zpr) SVE_SIZED_OP(sve_cpy_zpv)
+#define INT_CMP_SIZED(cc) SVE_SIZED_OP(sve_cmp##cc##_ppzz) SVE_SIZED_OP(sve_cmp##cc##_ppzi)
+INT_CMP_SIZED(eq) INT_CMP_SIZED(ne) INT_CMP_SIZED(ge) INT_CMP_SIZED(gt) INT_CMP_SIZED(le) INT_CMP_SIZED(lt)
+INT_CMP_SIZED(hs) INT_CMP_SIZED(hi) INT_CMP_SIZED(ls) INT_CMP_SIZED(lo)
 
 // ---------------------------------------------------------------------------------------------
 // Generic functions. Those that an element loop template makes are declared from the row table.
 #include "sve/integer/generated/functions.h"
 
-// Dot products.
-VecV VecS32DotVVVX(VecV zn, VecV zm, VecV zda, CpuContext* c);
-VecV VecU32DotVVVX(VecV zn, VecV zm, VecV zda, CpuContext* c);
-VecV VecS64DotVVVX(VecV zn, VecV zm, VecV zda, CpuContext* c);
-VecV VecU64DotVVVX(VecV zn, VecV zm, VecV zda, CpuContext* c);
-VecV VecS32DotVVVIX(VecV zn, VecV zm, VecV zda, uint64_t index, CpuContext* c);
-VecV VecU32DotVVVIX(VecV zn, VecV zm, VecV zda, uint64_t index, CpuContext* c);
-VecV VecS64DotVVVIX(VecV zn, VecV zm, VecV zda, uint64_t index, CpuContext* c);
-VecV VecU64DotVVVIX(VecV zn, VecV zm, VecV zda, uint64_t index, CpuContext* c);
-
-// Moves and constants.
-#define INT_DECL_MOVES(TY)                                                          \
-    VecV Vec##TY##DupI(int64_t imm, CpuContext* c);                                 \
-    VecV Vec##TY##DupIZ(PredV pg, int64_t imm, CpuContext* c);                      \
-    VecV Vec##TY##DupIM(VecV d, PredV pg, int64_t imm, CpuContext* c);              \
-    VecV Vec##TY##IndexII(int64_t start, int64_t step, CpuContext* c);              \
-    VecV Vec##TY##IndexSI(uint64_t start, int64_t step, CpuContext* c);             \
-    VecV Vec##TY##IndexIS(int64_t start, uint64_t step, CpuContext* c);             \
-    VecV Vec##TY##IndexSS(uint64_t start, uint64_t step, CpuContext* c);
-INT_DECL_MOVES(S8) INT_DECL_MOVES(S16) INT_DECL_MOVES(S32) INT_DECL_MOVES(S64)
-#define INT_DECL_UMOVES(TY)                                                         \
-    VecV Vec##TY##DupS(uint64_t x, CpuContext* c);                                  \
-    VecV Vec##TY##DupSM(VecV d, PredV pg, uint64_t x, CpuContext* c);               \
-    VecV Vec##TY##MovePrefix1VZ(PredV pg, VecV zn, CpuContext* c);
-INT_DECL_UMOVES(U8) INT_DECL_UMOVES(U16) INT_DECL_UMOVES(U32) INT_DECL_UMOVES(U64)
-VecV VecB8DupSM(VecV d, PredV pg, VecV vn, CpuContext* c);
-VecV VecH16DupSM(VecV d, PredV pg, VecV vn, CpuContext* c);
-VecV VecF32DupSM(VecV d, PredV pg, VecV vn, CpuContext* c);
-VecV VecD64DupSM(VecV d, PredV pg, VecV vn, CpuContext* c);
-VecV VecS64DupMaskI(uint64_t mask, CpuContext* c);
-VecV VecU32SpecialMoveV(VecV zn, CpuContext* c);

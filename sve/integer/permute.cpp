@@ -51,12 +51,18 @@ void unpack_core(uint8_t* dst, const uint8_t* src, bool high, uint32_t n) {
     for (uint32_t e = 0; e < n; e++) st<TD>(dst, e, TD(ld<TS>(src, base + e)));
 }
 
-template <class TS, class TD>
-aarch64_decode_rc unpack_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, bool high) {
+// Zd from f(tmp), which fills a register-sized temporary: Zd may be one of f's sources.
+template <class F>
+[[gnu::always_inline]] inline aarch64_decode_rc through_temp(cpu_state* s, aarch64_z_reg zd, F&& f) {
     alignas(16) uint8_t tmp[SVE_VL_BYTES];
-    unpack_core<TS, TD>(tmp, s->z[zn.num], high, SVE_VL_BYTES / sizeof(TD));
+    f(tmp);
     std::memcpy(s->z[zd.num], tmp, SVE_VL_BYTES);
     return RC_DONE;
+}
+
+template <class TS, class TD>
+aarch64_decode_rc unpack_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, bool high) {
+    return through_temp(s, zd, [&](uint8_t* tmp) { unpack_core<TS, TD>(tmp, s->z[zn.num], high, SVE_VL_BYTES / sizeof(TD)); });
 }
 
 template <class TS, class TD>
@@ -161,13 +167,12 @@ PCORE_PERMUTE_OP(sve_trn1_zzz, aarch64_z_reg, z, TRN1)
 PCORE_PERMUTE_OP(sve_trn2_zzz, aarch64_z_reg, z, TRN2)
 
 aarch64_decode_rc sve_tbl_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
-    alignas(16) uint8_t tmp[SVE_VL_BYTES];
-    on_size(zd.qual, [&](auto t) {
-        typedef decltype(t) T;
-        tbl_core<T>(tmp, s->z[zn.num], s->z[zm.num], SVE_VL_BYTES / sizeof(T));
+    return through_temp(s, zd, [&](uint8_t* tmp) {
+        on_size(zd.qual, [&](auto t) {
+            typedef decltype(t) T;
+            tbl_core<T>(tmp, s->z[zn.num], s->z[zm.num], SVE_VL_BYTES / sizeof(T));
+        });
     });
-    std::memcpy(s->z[zd.num], tmp, SVE_VL_BYTES);
-    return RC_DONE;
 }
 
 aarch64_decode_rc sve_rev_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) {
@@ -176,10 +181,7 @@ aarch64_decode_rc sve_rev_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) {
 }
 
 aarch64_decode_rc sve_ext_zzi(cpu_state* s, aarch64_z_reg zdn, aarch64_z_reg zm, unsigned pos) {
-    alignas(16) uint8_t tmp[SVE_VL_BYTES];
-    ext_core(tmp, s->z[zdn.num], s->z[zm.num], pos, SVE_VL_BYTES);
-    std::memcpy(s->z[zdn.num], tmp, SVE_VL_BYTES);
-    return RC_DONE;
+    return through_temp(s, zdn, [&](uint8_t* tmp) { ext_core(tmp, s->z[zdn.num], s->z[zm.num], pos, SVE_VL_BYTES); });
 }
 
 aarch64_decode_rc sve_dup_zzi(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, unsigned index) {
@@ -202,21 +204,22 @@ PRED_DEF_UNPACK_ZZ(uunpk, s2d, uint32_t, uint64_t)
 
 // The scale and the form come from the word: bits 11:10 the shift, bit 22 set for 64-bit elements.
 aarch64_decode_rc sve_adr_scaled_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
-    alignas(16) uint8_t tmp[SVE_VL_BYTES];
     unsigned shift = (s->insn >> 10) & 3;
-    if ((s->insn >> 22) & 1)
-        adr_core<uint64_t, uint64_t>(tmp, s->z[zn.num], s->z[zm.num], shift, SVE_VL_BYTES / 8);
-    else
-        adr_core<uint32_t, uint32_t>(tmp, s->z[zn.num], s->z[zm.num], shift, SVE_VL_BYTES / 4);
-    std::memcpy(s->z[zd.num], tmp, SVE_VL_BYTES);
-    return RC_DONE;
+    return through_temp(s, zd, [&](uint8_t* tmp) {
+        if ((s->insn >> 22) & 1)
+            adr_core<uint64_t, uint64_t>(tmp, s->z[zn.num], s->z[zm.num], shift, SVE_VL_BYTES / 8);
+        else
+            adr_core<uint32_t, uint32_t>(tmp, s->z[zn.num], s->z[zm.num], shift, SVE_VL_BYTES / 4);
+    });
 }
 
-aarch64_decode_rc sve_sel_zpzz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_z_reg zm) {
-    const uint8_t *p = s->p[pg.num], *n = s->z[zn.num], *m = s->z[zm.num];
-    on_size(zd.qual, [&](auto t) { sel<decltype(t)>(s->z[zd.num], p, n, m); });
+template <int ESZ>
+aarch64_decode_rc sve_sel_zpzz_sized(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_z_reg zm) {
+    sel<elem_of_size<ESZ>>(s->z[zd.num], s->p[pg.num], s->z[zn.num], s->z[zm.num]);
     return RC_DONE;
 }
+SVE_DEF_BY_SIZE(sve_sel_zpzz, zd.qual, (cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_z_reg zm),
+                (s, zd, pg, zn, zm))
 
 // ---------------------------------------------------------------------------------------------
 // Generic functions.

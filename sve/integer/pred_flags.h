@@ -36,7 +36,7 @@ template <class T>
         return w;
     };
     v2u64 both = {0, 0};
-    for_chunks([&](int c) {
+    for_chunks([&](int c) __attribute__((always_inline)) {
         both |= vload<v2u64>(mask + 16 * c) & vload<v2u64>(result + 16 * c);
     });
     uint64_t f = ((both[0] | both[1]) & pick) ? 0 : NZCV_Z;
@@ -82,5 +82,3 @@ int FindLastActive(PredV mask, int esize, CpuContext* c);
 using sf_ptest_pp = forms::sform<forms::P<10, 4, PQ_BARE>, forms::P<5, 4, PQ_B>>;
 using gf_ptest_pp = forms::gform<forms::DNone, forms::P<10, 4, PQ_BARE>, forms::P<5, 4, PQ_B>>;
 
-aarch64_decode_rc sve_ptest_pp(cpu_state* s, aarch64_p_reg pg, aarch64_p_reg pn);
-void VecPTestPZ(PredV pg, PredV pn, CpuContext* c);

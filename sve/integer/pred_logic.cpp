@@ -268,7 +268,7 @@ aarch64_decode_rc sve_pfalse_p(cpu_state* s, aarch64_p_reg pd) {
     return RC_DONE;
 }
 
-aarch64_decode_rc sve_ptrue_pi(cpu_state* s, aarch64_p_reg pd, unsigned pattern) {
+aarch64_decode_rc sve_ptrue_pi(cpu_state* s, aarch64_p_reg pd, uint64_t pattern) {
     fill_first(s->p[pd.num], VecTrueILength(pattern, SVE_VL_BYTES >> pd.qual), pd.qual);
     return RC_DONE;
 }

@@ -70,4 +70,56 @@ inline U read_generic(uint64_t addr, CpuContext* c) {
     return widen<T, U>(T(mem_lib<unsigned_of<T>>::read(addr, nullptr, c)));
 }
 
+// The two scalar address forms of the contiguous and structure loads and stores, written once for
+// both: Xn plus an immediate that counts groups of registers, and Xn plus Xm memory elements (Xm 31
+// counting as zero). An access A has
+//   elem                                   the memory element type
+//   value                                  the generic tier's registers (VecV, VecList<N>)
+//   group_bytes, generic_group_bytes(c)    the memory one step of the immediate covers, at the
+//                                          build's length and at the context's
+//   load(s, zt, pg, base), store(...)      the specialised element loops from a base address
+//   gload(pg, base, c), gstore(zt, pg, base, c)  the generic ones
+// The base address of each form, at the build's length and at the context's.
+template <class A>
+inline uint64_t si_address(const cpu_state* s, aarch64_i_rsp_reg xn, int imm) {
+    return read_xsp(s, xn) + uint64_t(int64_t(imm) * A::group_bytes);
+}
+template <class A>
+inline uint64_t generic_si_address(uint64_t xn, int64_t imm, const CpuContext* c) {
+    return xn + uint64_t(imm) * A::generic_group_bytes(c);
+}
+template <class A>
+inline uint64_t generic_ss_address(uint64_t xn, uint64_t xm) {
+    return xn + (xm << log2_of(sizeof(typename A::elem)));
+}
+
+// The specialised operations of the two forms, loads (STORE false) and stores alike.
+template <class A, bool STORE>
+aarch64_decode_rc s_si(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn, int imm) {
+    return STORE ? A::store(s, zt, pg, si_address<A>(s, xn, imm)) : A::load(s, zt, pg, si_address<A>(s, xn, imm));
+}
+template <class A, bool STORE>
+aarch64_decode_rc s_ss(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn, aarch64_i_reg xm) {
+    uint64_t base = index_address<typename A::elem>(s, xn, xm);
+    return STORE ? A::store(s, zt, pg, base) : A::load(s, zt, pg, base);
+}
+
+// The generic functions of the two forms.
+template <class A>
+typename A::value g_load_si(const PredV& pg, uint64_t xn, int64_t imm, CpuContext* c) {
+    return A::gload(pg, generic_si_address<A>(xn, imm, c), c);
+}
+template <class A>
+typename A::value g_load_ss(const PredV& pg, uint64_t xn, uint64_t xm, CpuContext* c) {
+    return A::gload(pg, generic_ss_address<A>(xn, xm), c);
+}
+template <class A>
+void g_store_si(const typename A::value& zt, const PredV& pg, uint64_t xn, int64_t imm, CpuContext* c) {
+    A::gstore(zt, pg, generic_si_address<A>(xn, imm, c), c);
+}
+template <class A>
+void g_store_ss(const typename A::value& zt, const PredV& pg, uint64_t xn, uint64_t xm, CpuContext* c) {
+    A::gstore(zt, pg, generic_ss_address<A>(xn, xm), c);
+}
+
 }  // namespace memory_access

@@ -14,17 +14,17 @@ inline uint64_t fill_address(const cpu_state* s, aarch64_i_rsp_reg xn, int imm, 
 
 }  // namespace
 
-aarch64_decode_rc sve_ldr_zri(cpu_state* s, aarch64_z_reg zt, aarch64_i_rsp_reg xn, int imm) {
+aarch64_decode_rc sve_ldr_zri(cpu_state* s, aarch64_z_reg zt, aarch64_i_rsp_reg xn, int64_t imm) {
     std::memcpy(s->z[zt.num], reinterpret_cast<const void*>(fill_address(s, xn, imm, SVE_VL_BYTES)), SVE_VL_BYTES);
     return RC_DONE;
 }
 
-aarch64_decode_rc sve_str_zri(cpu_state* s, aarch64_z_reg zt, aarch64_i_rsp_reg xn, int imm) {
+aarch64_decode_rc sve_str_zri(cpu_state* s, aarch64_z_reg zt, aarch64_i_rsp_reg xn, int64_t imm) {
     std::memcpy(reinterpret_cast<void*>(fill_address(s, xn, imm, SVE_VL_BYTES)), s->z[zt.num], SVE_VL_BYTES);
     return RC_DONE;
 }
 
-aarch64_decode_rc sve_ldr_pri(cpu_state* s, aarch64_p_reg pt, aarch64_i_rsp_reg xn, int imm) {
+aarch64_decode_rc sve_ldr_pri(cpu_state* s, aarch64_p_reg pt, aarch64_i_rsp_reg xn, int64_t imm) {
     uint64_t addr = fill_address(s, xn, imm, SVE_PL_BYTES);
     uint8_t* p = s->p[pt.num];
     for (int k = 0; k < SVE_PL_BYTES; k++) {
@@ -34,7 +34,7 @@ aarch64_decode_rc sve_ldr_pri(cpu_state* s, aarch64_p_reg pt, aarch64_i_rsp_reg 
     return RC_DONE;
 }
 
-aarch64_decode_rc sve_str_pri(cpu_state* s, aarch64_p_reg pt, aarch64_i_rsp_reg xn, int imm) {
+aarch64_decode_rc sve_str_pri(cpu_state* s, aarch64_p_reg pt, aarch64_i_rsp_reg xn, int64_t imm) {
     uint64_t addr = fill_address(s, xn, imm, SVE_PL_BYTES);
     const uint8_t* p = s->p[pt.num];
     for (int k = 0; k < SVE_PL_BYTES; k++) {

@@ -29,16 +29,6 @@ using gf_scatter_zpzr = forms::gform<forms::DNone, forms::Z<0>, forms::P<10, 3, 
 using gf_scatter_zprz = forms::gform<forms::DNone, forms::Z<0>, forms::P<10, 3, PQ_BARE>, forms::Rsp<5>, forms::Z<16>>;
 
 
-// Structure loads and stores (ld2..ld4, st2..st4): N registers from Zt, wrapping after z31, and
-// N elements side by side in memory for each lane. The operations are wrappers of two templates
-// whose last argument is an offset in elements from Xn.
-template <class T, class U, int N>
-aarch64_decode_rc sve_ldN_zpri(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn,
-                               int64_t offset);
-template <class T, class U, int N>
-aarch64_decode_rc sve_stN_zpri(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg xn,
-                               int64_t offset);
-
 // N vectors as one value of the generic tier.
 template <int N>
 struct VecList {
@@ -57,6 +47,7 @@ struct ZList {
 };
 template <int LO, int N>
 struct DZList {
+    using value = VecList<N>;
     template <int ESZ> static void put(cpu_state* s, uint32_t w, const VecList<N>& l) {
         for (int r = 0; r < N; r++) store_vec(s, (fld(w, LO, 5) + r) % 32, l.v[r]);
     }
@@ -83,9 +74,3 @@ using sf_wrffr = forms::sform<forms::P<5, 4, PQ_B>>;
 using gf_wrffr = forms::gform<forms::DNone, forms::P<5, 4, PQ_B>>;
 using sf_rdffr_p = forms::sform<forms::P<0, 4, PQ_B>>;
 using gf_rdffr_p = forms::gform<forms::DP<0>>;
-aarch64_decode_rc sve_setffr(cpu_state* s);
-aarch64_decode_rc sve_wrffr_p(cpu_state* s, aarch64_p_reg pn);
-aarch64_decode_rc sve_rdffr_p(cpu_state* s, aarch64_p_reg pd);
-void VecPClearFFSR(CpuContext* c);
-void VecPWriteFFSRP(PredV pn, CpuContext* c);
-PredV VecPReadFFSRP(CpuContext* c);

@@ -43,16 +43,11 @@ using gf_fill_p = forms::gform<forms::DP<0, 4>, forms::Rsp<5>, forms::SImm9Split
 using gf_spill_z = forms::gform<forms::DNone, forms::Z<0>, forms::Rsp<5>, forms::SImm9Split>;
 using gf_spill_p = forms::gform<forms::DNone, forms::P<0, 4, PQ_BARE>, forms::Rsp<5>, forms::SImm9Split>;
 
-// ldr and str of Z (SVE_VL_BYTES bytes) and of P (SVE_PL_BYTES, one bit per vector byte).
-aarch64_decode_rc sve_ldr_zri(cpu_state* s, aarch64_z_reg zt, aarch64_i_rsp_reg xn, int imm);
-aarch64_decode_rc sve_str_zri(cpu_state* s, aarch64_z_reg zt, aarch64_i_rsp_reg xn, int imm);
-aarch64_decode_rc sve_ldr_pri(cpu_state* s, aarch64_p_reg pt, aarch64_i_rsp_reg xn, int imm);
-aarch64_decode_rc sve_str_pri(cpu_state* s, aarch64_p_reg pt, aarch64_i_rsp_reg xn, int imm);
-VecV VecU64FillSI(uint64_t xn, int64_t imm, CpuContext* c);
-void VecU64SpillSI(VecV zt, uint64_t xn, int64_t imm, CpuContext* c);
-PredV VecPFillSI(uint64_t xn, int64_t imm, CpuContext* c);
-void VecPSpillSI(PredV pt, uint64_t xn, int64_t imm, CpuContext* c);
 #include "sve/memory/gather_ops.h"
+
+// The operations of the rows written by hand (ldr and str of Z and P, the FFR instructions) and
+// the generic functions written by hand, declared from the table.
+#include "sve/memory/generated/memory_declarations.h"
 
 // The contiguous, replicating, structure, non-fault, first-fault, gather and scatter operations
 // of both tiers are made from element loop templates by the row table, and declared here.

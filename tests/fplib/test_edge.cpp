@@ -64,9 +64,9 @@ TEST(FplibRounding, FlushingUnderflowOverflow) {
         {"half overflow", RN, CALL(FPAdd<H>(0x7BFF, 0x7BFF, s)), 0x7C00, OFC | IXC},
         {"double overflow towards zero", RZ, CALL(FPMul<D>(0x7FEFFFFFFFFFFFFF, 0x4000000000000000, s)), 0x7FEFFFFFFFFFFFFF, OFC | IXC},
         // Round to odd: a value just above 1.0 keeps the last bit set.
-        {"round to odd sets the last bit", RN, CALL(fp32_round_(0, 127, 1, FPRounding_ODD, 0, reinterpret_cast<int*>(&s))), ONE | 1, IXC},
-        {"AHP: exponent 31 packs as a number", RN, CALL(fp16_round_(0, 31, 0, 0, 16, reinterpret_cast<int*>(&s))), 0x7C00, 0},
-        {"AHP: exponent 32 saturates with IOC", RN, CALL(fp16_round_(1, 32, 0, 0, 16, reinterpret_cast<int*>(&s))), 0xFFFF, IOC},
+        {"round to odd sets the last bit", RN, CALL(fp32_round_(0, 127, 1, FPRounding_ODD, 0, &s)), ONE | 1, IXC},
+        {"AHP: exponent 31 packs as a number", RN, CALL(fp16_round_(0, 31, 0, 0, 16, &s)), 0x7C00, 0},
+        {"AHP: exponent 32 saturates with IOC", RN, CALL(fp16_round_(1, 32, 0, 0, 16, &s)), 0xFFFF, IOC},
     };
     RUN(rows);
 }
@@ -179,7 +179,7 @@ TEST(FplibArith, SqrtAndFused) {
         // (1+2^-52)(1-2^-52) - 1 = -2^-104, exact only when fused.
         {"double fused keeps the low product bits", RN, CALL(FPMulAdd<D>(0xBFF0000000000000, 0x3FF0000000000001, 0x3FEFFFFFFFFFFFFE, s)), 0xB970000000000000, 0},
         {"half fused cancellation", RN, CALL(FPMulAdd<H>(0xBC00, 0x3C01, 0x3BFE, s)), 0x8010, 0},
-        {"scaled fused: (2 + 2) / 2 through fp32_muladd", RN, CALL(fp32_muladd(TWO, ONE, TWO, -1, 0, reinterpret_cast<int*>(&s))), TWO, 0},
+        {"scaled fused: (2 + 2) / 2 through fp32_muladd", RN, CALL(fp32_muladd(TWO, ONE, TWO, -1, 0, &s)), TWO, 0},
     };
     RUN(rows);
 }

@@ -35,7 +35,7 @@ TEST_F(Contiguous, AddressesOfEachForm) {
     for (auto& c : cases) {
         const sve_row_info* row = row_named(c.row);
         ASSERT_NE(row, nullptr) << c.row;
-        bool imm = std::string(c.row).find("SIZ") != std::string::npos;
+        bool imm = row->address == SVE_ADDRESS_SI;
         cpu_state s = {};
         s.p[0][0] = 1;  // only lane 0
         mem_fields f;

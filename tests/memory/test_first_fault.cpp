@@ -46,14 +46,13 @@ const page_case cases[] = {
     {"VecU32CLoadFF4LSSZ", FF_GENERIC, -10, 2, 20, -1, false, "generic tier of ldff1w"},
 };
 
-struct shape_of_name {
+// The lane and memory element of a row, and whether the load sign-extends, from its metadata.
+struct load_shape {
     uint32_t lane, mem;
     bool sign;
 };
-shape_of_name shape(const char* name) {
-    std::string n = name;
-    size_t l = n.find("CLoad");
-    return {uint32_t(std::stoi(n.substr(4, l - 4))) / 8, uint32_t(n[l + 7] - '0'), n[3] == 'S'};
+load_shape shape(const sve_row_info& row) {
+    return {uint32_t(sve_row_elem_bytes(row)), uint32_t(row.mem_bytes), row.type[0] == 'S'};
 }
 
 void run_case(const page_case& c, bool generic_tier) {
@@ -70,7 +69,7 @@ void run_case(const page_case& c, bool generic_tier) {
     uint8_t* hole = c.first_page_unreadable ? pages.base + page : pages.hole();
     uint8_t* base = hole + c.from_hole;
 
-    shape_of_name sh = shape(c.row);
+    const load_shape sh = shape(*row);
     const uint32_t n = 80 / sh.lane;
     cpu_state s;
     random_state(s, r);

@@ -39,8 +39,7 @@ TEST_F(Misc, ReplicateCases) {
         ASSERT_NE(row, nullptr);
         if (c.memory) std::memcpy(mem.bytes + c.offset, &c.memory, 8);
         cpu_state s = {};
-        int ubytes = std::string(c.row).find("U16") != std::string::npos ? 2
-                     : std::string(c.row).find("32") != std::string::npos ? 4 : 8;
+        int ubytes = sve_row_elem_bytes(*row);
         for (int i = 0; i < 80; i += 2 * ubytes) s.p[3][i] = 1;  // every other lane
         s.x[5] = uint64_t(mem.bytes);
         std::memset(s.z[9], 0xCC, 80);
@@ -146,7 +145,7 @@ TEST_F(Misc, FillAndSpillImmediates) {
         // A base such that base + offset is the start of the buffer's middle.
         s.x[8] = uint64_t(mem.middle()) - uint64_t(c.offset);
         std::memcpy(mem.middle(), "\x11\x22\x33\x44\x55\x66\x77\x88\x99\xAA", 10);
-        bool spill = std::string(c.row).find("Spill") != std::string::npos;
+        bool spill = row_named(c.row)->access == SVE_ACCESS_SPILL;
         if (spill) std::memset(mem.middle(), 0, 10);
         ASSERT_EQ(run_word(&s, mem_word(*row_named(c.row), fill_fields(4, 8, c.imm))), RC_DONE);
         if (c.row == std::string("VecU64FillSI")) {
@@ -182,7 +181,7 @@ TEST_F(Misc, PredicateRoundTripKeepsOnlyBitZero) {
 }
 
 TEST_F(Misc, PrefetchesDoNothing) {
-    auto rows = rows_named({"Prefetch"});
+    auto rows = rows_where([](const sve_row_info& r) { return r.access == SVE_ACCESS_PREFETCH; });
     EXPECT_EQ(rows.size(), 36u);
     guarded_pages g(1);
     test_rng r(0x9F);

@@ -14,14 +14,9 @@ struct structure_shape {
 
 std::vector<structure_shape> structure_rows() {
     std::vector<structure_shape> out;
-    for (const sve_row_info& r : sve_rows) {
-        std::string s = r.name;
-        size_t e = s.find('E');
-        if (s.rfind("VecU", 0) != 0 || e == std::string::npos || e + 2 >= s.size() || !isdigit(s[e + 1])) continue;
-        bool load = s.compare(e + 2, 4, "Load") == 0;
-        size_t d = e + 2 + (load ? 4 : 5);
-        out.push_back({&r, uint32_t(s[e + 1] - '0'), uint32_t(s[d] - '0'), load, s.compare(d + 1, 3, "SIZ") == 0});
-    }
+    for (const sve_row_info* r : rows_where([](const sve_row_info& r) { return r.regs > 1; }))
+        out.push_back({r, uint32_t(r->regs), uint32_t(r->mem_bytes), r->access == SVE_ACCESS_LOAD,
+                       r->address == SVE_ADDRESS_SI});
     return out;
 }
 
@@ -114,12 +109,12 @@ TEST(Structure, BasesAndRegisterLists) {
         cpu_state s = {};
         std::memset(s.p[1], 1, 80);
         s.x[1] = uint64_t(mid);
-        bool scalar = std::string(c.row).find("LSSZ") != std::string::npos;
+        bool scalar = row->address == SVE_ADDRESS_LSS;
         if (scalar) s.x[2] = c.imm_or_xm;
         ASSERT_EQ(run_word(&s, mem_word(*row, {c.zt, 1, 1, scalar ? 2u : c.imm_or_xm})), RC_DONE);
         EXPECT_EQ(s.z[c.zt][0], uint8_t(c.base_offset)) << c.row;
         // Lane 0 of the second register is the element right after the first.
-        uint32_t esize = uint32_t(c.row[std::string(c.row).find('E') + 6] - '0');
+        uint32_t esize = uint32_t(row->mem_bytes);
         EXPECT_EQ(s.z[c.second_reg][0], uint8_t(c.base_offset + int(esize))) << c.row;
     }
 }

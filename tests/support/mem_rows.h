@@ -31,16 +31,12 @@ struct test_memory {
     }
 };
 
-// Rows whose names match all of `parts` and contain none of `not_parts`.
-inline std::vector<const sve_row_info*> rows_named(std::initializer_list<const char*> parts,
-                                                   std::initializer_list<const char*> not_parts = {}) {
+// The rows whose metadata (family, access kind, element sizes, address form, registers) `keep`
+// accepts, in table order.
+template <class Keep>
+std::vector<const sve_row_info*> rows_where(Keep&& keep) {
     std::vector<const sve_row_info*> out;
-    for (const sve_row_info& r : sve_rows) {
-        std::string n = r.name;
-        bool ok = true;
-        for (const char* p : parts) ok = ok && n.find(p) != std::string::npos;
-        for (const char* p : not_parts) ok = ok && n.find(p) == std::string::npos;
-        if (ok) out.push_back(&r);
-    }
+    for (const sve_row_info& r : sve_rows)
+        if (keep(r)) out.push_back(&r);
     return out;
 }

@@ -1,19 +1,19 @@
 // Rounding, canonicalisation, arithmetic, compares, minimum and maximum.
 #include "sve/fp/lib/fp_internal.h"
 
-unsigned short fp16_round_(int sgn, int exp, unsigned short mnt, int rm, int mode, int* flags) {
+unsigned short fp16_round_(int sgn, int exp, unsigned short mnt, int rm, int mode, FPSCR* flags) {
     return fp_round_<unsigned short>(sgn, exp, mnt, rm, mode, flags);
 }
-unsigned int fp32_round_(int sgn, int exp, unsigned int mnt, int rm, int mode, int* flags) {
+unsigned int fp32_round_(int sgn, int exp, unsigned int mnt, int rm, int mode, FPSCR* flags) {
     return fp_round_<unsigned int>(sgn, exp, mnt, rm, mode, flags);
 }
-unsigned long fp64_round_(int sgn, int exp, unsigned long mnt, int rm, int mode, int* flags) {
+unsigned long fp64_round_(int sgn, int exp, unsigned long mnt, int rm, int mode, FPSCR* flags) {
     return fp_round_<unsigned long>(sgn, exp, mnt, rm, mode, flags);
 }
 
 // Scales an operand by 2^scale with one rounding; with scale 0 this canonicalises it.
 template <class T>
-static T fp_scale(T op, int scale, int mode, int* flags) {
+static T fp_scale(T op, int scale, int mode, FPSCR* flags) {
     int sgn, exp;
     T mnt;
     fp_unpack(&sgn, &exp, &mnt, op, mode, flags);
@@ -27,7 +27,7 @@ static T fp_scale(T op, int scale, int mode, int* flags) {
 
 template <class T>
 static T fp_process_op(T op, FPSCR& fpscr) {
-    int flags = 0;
+    FPSCR flags = 0;
     T r = fp_scale(op, 0, fp_mode(fpscr), &flags);
     fp_set_flags(fpscr, flags);
     return r;
@@ -38,7 +38,7 @@ unsigned long FPProcess64(unsigned long op, FPSCR& fpscr) { return fp_process_op
 
 template <class T, class S>
 static T fp_scale_clamped(T op, S scale, S limit, FPSCR& fpscr) {
-    int flags = 0;
+    FPSCR flags = 0;
     S s = scale < -limit ? -limit : scale > limit ? limit : scale;
     T r = fp_scale(op, int(s), fp_mode(fpscr), &flags);
     fp_set_flags(fpscr, flags);
@@ -56,12 +56,12 @@ unsigned long FPScale64(unsigned long op, long scale, FPSCR& fpscr) {
 
 // ---- Add and subtract: `neg` flips the second operand's sign after NaN selection.
 template <class T>
-static T fp_add(T a, T b, int neg, int mode, int* flags) {
+static T fp_add(T a, T b, int neg, int mode, FPSCR* flags) {
     auto [a_sgn, a_exp, b_sgn, b_exp, a_mnt, b_mnt] = fp_pair<T>(a, b, mode, flags);
     if (T x = fp_process_nans(a, b, mode, flags)) return x;
     b_sgn ^= neg;
     if (a_exp == FEMAX<T> && b_exp == FEMAX<T> && a_sgn != b_sgn) {
-        *flags |= FPLIB_IOC;
+        *flags |= FPSCR_IOC;
         return fp_default_nan<T>();
     }
     if (a_exp == FEMAX<T>) return fp_infinity<T>(a_sgn);
@@ -94,7 +94,7 @@ static T fp_add(T a, T b, int neg, int mode, int* flags) {
 
 // Runs a library routine on the mode word of `fpscr` and merges its flags.
 #define FP_WITH_FLAGS(expr)                  \
-    int flags = 0;                           \
+    FPSCR flags = 0;                           \
     const int mode = fp_mode(fpscr);         \
     auto result = (expr);                    \
     fp_set_flags(fpscr, flags);              \
@@ -105,13 +105,13 @@ template <class T> T FPSub(T op1, T op2, FPSCR& fpscr) { FP_WITH_FLAGS(fp_add(op
 
 // ---- Multiply; `mulx` gives 2.0 for infinity times zero.
 template <class T>
-static T fp_mul(T a, T b, bool mulx, int mode, int* flags) {
+static T fp_mul(T a, T b, bool mulx, int mode, FPSCR* flags) {
     auto [a_sgn, a_exp, b_sgn, b_exp, a_mnt, b_mnt] = fp_pair<T>(a, b, mode, flags);
     if (T x = fp_process_nans(a, b, mode, flags)) return x;
     int sgn = a_sgn ^ b_sgn;
     if ((a_exp == FEMAX<T> && !b_mnt) || (b_exp == FEMAX<T> && !a_mnt)) {
         if (mulx) return fp_two<T>(sgn);
-        *flags |= FPLIB_IOC;
+        *flags |= FPSCR_IOC;
         return fp_default_nan<T>();
     }
     if (a_exp == FEMAX<T> || b_exp == FEMAX<T>) return fp_infinity<T>(sgn);
@@ -141,16 +141,16 @@ static uint64_t fp64_quotient(uint64_t a, uint64_t b, int* exp) {
 }
 
 template <class T>
-static T fp_div(T a, T b, int mode, int* flags) {
+static T fp_div(T a, T b, int mode, FPSCR* flags) {
     auto [a_sgn, a_exp, b_sgn, b_exp, a_mnt, b_mnt] = fp_pair<T>(a, b, mode, flags);
     if (T x = fp_process_nans(a, b, mode, flags)) return x;
     int sgn = a_sgn ^ b_sgn;
     if ((a_exp == FEMAX<T> && b_exp == FEMAX<T>) || (!a_mnt && !b_mnt)) {
-        *flags |= FPLIB_IOC;
+        *flags |= FPSCR_IOC;
         return fp_default_nan<T>();
     }
     if (a_exp == FEMAX<T> || !b_mnt) {
-        if (a_exp != FEMAX<T>) *flags |= FPLIB_DZC;
+        if (a_exp != FEMAX<T>) *flags |= FPSCR_DZC;
         return fp_infinity<T>(sgn);
     }
     if (!a_mnt || b_exp == FEMAX<T>) return fp_zero<T>(sgn);
@@ -224,7 +224,7 @@ static uint64_t fp64_root(uint64_t a, int* exp, bool* sticky) {
 }
 
 template <class T>
-static T fp_sqrt(T a, int mode, int* flags) {
+static T fp_sqrt(T a, int mode, FPSCR* flags) {
     int sgn, exp;
     T mnt;
     fp_unpack(&sgn, &exp, &mnt, a, mode, flags);
@@ -232,7 +232,7 @@ static T fp_sqrt(T a, int mode, int* flags) {
     if (!mnt) return fp_zero<T>(sgn);
     if (exp == FEMAX<T> && !sgn) return fp_infinity<T>(sgn);
     if (sgn) {
-        *flags |= FPLIB_IOC;
+        *flags |= FPSCR_IOC;
         return fp_default_nan<T>();
     }
     mnt = fp_normalise(mnt, &exp);
@@ -253,7 +253,7 @@ template <class T> T FPSqrt(T op, FPSCR& fpscr) { FP_WITH_FLAGS(fp_sqrt(op, mode
 
 // ---- Fused multiply-add a + b * c, scaled by 2^scale before rounding.
 template <class T>
-static T fp_muladd(T a, T b, T c, int scale, int mode, int* flags) {
+static T fp_muladd(T a, T b, T c, int scale, int mode, FPSCR* flags) {
     int a_sgn, a_exp, b_sgn, b_exp, c_sgn, c_exp;
     T a_mnt, b_mnt, c_mnt;
     fp_unpack(&a_sgn, &a_exp, &a_mnt, a, mode, flags);
@@ -264,14 +264,14 @@ static T fp_muladd(T a, T b, T c, int scale, int mode, int* flags) {
         (fp_inf(b_exp, b_mnt) && !c_mnt) || (fp_inf(c_exp, c_mnt) && !b_mnt);
     // A quiet NaN addend does not hide the invalid product.
     if (fp_is_qnan(a) && inf_times_zero) {
-        *flags |= FPLIB_IOC;
+        *flags |= FPSCR_IOC;
         return fp_default_nan<T>();
     }
     if (x) return x;
     const int p_sgn = b_sgn ^ c_sgn;
     const bool p_inf = b_exp == FEMAX<T> || c_exp == FEMAX<T>;
     if (inf_times_zero || (a_exp == FEMAX<T> && p_inf && a_sgn != p_sgn)) {
-        *flags |= FPLIB_IOC;
+        *flags |= FPSCR_IOC;
         return fp_default_nan<T>();
     }
     if (a_exp == FEMAX<T>) return fp_infinity<T>(a_sgn);
@@ -323,15 +323,15 @@ static T fp_muladd(T a, T b, T c, int scale, int mode, int* flags) {
 }
 
 unsigned short fp16_muladd(unsigned short a, unsigned short b, unsigned short c, int scale,
-                           int mode, int* flags) {
+                           int mode, FPSCR* flags) {
     return fp_muladd(a, b, c, scale, mode, flags);
 }
 unsigned int fp32_muladd(unsigned int a, unsigned int b, unsigned int c, int scale, int mode,
-                         int* flags) {
+                         FPSCR* flags) {
     return fp_muladd(a, b, c, scale, mode, flags);
 }
 unsigned long fp64_muladd(unsigned long a, unsigned long b, unsigned long c, int scale, int mode,
-                          int* flags) {
+                          FPSCR* flags) {
     return fp_muladd(a, b, c, scale, mode, flags);
 }
 
@@ -346,11 +346,11 @@ static bool fp_equal(const fp_pair<T>& p, T a, T b) {
 }
 
 template <class T> bool FPCompareEQ(T a, T b, FPSCR& fpscr) {
-    int flags = 0;
+    FPSCR flags = 0;
     fp_pair<T> p(a, b, fp_mode(fpscr), &flags);
     bool r = false;
     if (p.any_nan()) {
-        if (fp_is_snan(a) || fp_is_snan(b)) flags |= FPLIB_IOC;
+        if (fp_is_snan(a) || fp_is_snan(b)) flags |= FPSCR_IOC;
     } else {
         r = fp_equal(p, a, b);
     }
@@ -361,10 +361,10 @@ template <class T> bool FPCompareEQ(T a, T b, FPSCR& fpscr) {
 // Signalling ordered compare: `strict` for GT, else GE.
 template <class T>
 static bool fp_compare_ordered(T a, T b, bool strict, FPSCR& fpscr) {
-    int flags = 0;
+    FPSCR flags = 0;
     fp_pair<T> p(a, b, fp_mode(fpscr), &flags);
     bool r = false;
-    if (p.any_nan()) flags |= FPLIB_IOC;
+    if (p.any_nan()) flags |= FPSCR_IOC;
     else if (p.both_zero()) r = !strict;
     else if (p.a_sgn != p.b_sgn) r = p.b_sgn;
     else if (p.a_exp != p.b_exp) r = p.a_sgn ^ (p.a_exp > p.b_exp);
@@ -377,20 +377,20 @@ template <class T> bool FPCompareGE(T a, T b, FPSCR& fpscr) { return fp_compare_
 template <class T> bool FPCompareGT(T a, T b, FPSCR& fpscr) { return fp_compare_ordered(a, b, true, fpscr); }
 
 template <class T> bool FPCompareUN(T a, T b, FPSCR& fpscr) {
-    int flags = 0;
+    FPSCR flags = 0;
     fp_pair<T> p(a, b, fp_mode(fpscr), &flags);
     bool r = p.any_nan();
-    if (r && (fp_is_snan(a) || fp_is_snan(b))) flags |= FPLIB_IOC;
+    if (r && (fp_is_snan(a) || fp_is_snan(b))) flags |= FPSCR_IOC;
     fp_set_flags(fpscr, flags);
     return r;
 }
 
 template <class T> int FPCompare(T a, T b, bool signal_nans, FPSCR& fpscr) {
-    int flags = 0;
+    FPSCR flags = 0;
     fp_pair<T> p(a, b, fp_mode(fpscr), &flags);
     int r;
     if (p.any_nan()) {
-        if (signal_nans || fp_is_snan(a) || fp_is_snan(b)) flags |= FPLIB_IOC;
+        if (signal_nans || fp_is_snan(a) || fp_is_snan(b)) flags |= FPSCR_IOC;
         r = 3;
     } else if (fp_equal(p, a, b)) {
         r = 6;
@@ -405,7 +405,7 @@ template <class T> int FPCompare(T a, T b, bool signal_nans, FPSCR& fpscr) {
 // operand repacked from its unpacked form (a flushed denormal comes back as a signed zero).
 template <class T>
 static T fp_minmax(T a, T b, bool is_max, FPSCR& fpscr) {
-    int flags = 0;
+    FPSCR flags = 0;
     const int mode = fp_mode(fpscr);
     fp_pair<T> p(a, b, mode, &flags);
     T r = fp_process_nans(a, b, mode, &flags);

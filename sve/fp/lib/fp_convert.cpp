@@ -6,7 +6,7 @@
 template <class S, class D>
 D FPConvert(S op, FPRounding rounding, FPSCR& fpscr) {
     constexpr int MS = FM<S>, MD = FM<D>;
-    int flags = 0;
+    FPSCR flags = 0;
     const int sgn = int(op >> (FW<S> - 1));
     int exp = int((op >> MS) & FEMAX<S>);
     S mnt = S(op & FFRAC<S>);
@@ -18,7 +18,7 @@ D FPConvert(S op, FPRounding rounding, FPSCR& fpscr) {
         // Zero or denormal source: flushed by FZ16 (half, silently) or FZ (IDC).
         bool flush = FW<S> == 16 ? (fpscr & FPSCR_FZ16) : (fpscr & FPSCR_FZ);
         if (!mnt || flush) {
-            if (mnt && FW<S> != 16) flags |= FPLIB_IDC;
+            if (mnt && FW<S> != 16) flags |= FPSCR_IDC;
             fp_set_flags(fpscr, flags);
             return fp_zero<D>(sgn);
         }
@@ -30,16 +30,16 @@ D FPConvert(S op, FPRounding rounding, FPSCR& fpscr) {
     if (exp == FEMAX<S> && !from_ahp) {
         if (!(mnt & FFRAC<S>)) {
             if (to_ahp) {
-                flags |= FPLIB_IOC;
+                flags |= FPSCR_IOC;
                 result = D((D(sgn) << 15) | 0x7FFF);
             } else {
                 result = fp_infinity<D>(sgn);
             }
         } else if (to_ahp) {
-            flags |= FPLIB_IOC;
+            flags |= FPSCR_IOC;
             result = fp_zero<D>(sgn);
         } else {
-            if (!(mnt & FQUIET<S>)) flags |= FPLIB_IOC;
+            if (!(mnt & FQUIET<S>)) flags |= FPSCR_IOC;
             if (fpscr & FPSCR_DN) {
                 result = fp_default_nan<D>();
             } else {
@@ -93,7 +93,7 @@ T FPRoundInt(T op, FPRounding rounding, bool exact, FPSCR& fpscr) {
     if (u.exp < EXPINT - W) err = 1;
     else err = int(((u.mnt >> (s - 1)) & 1) << 1) | int(T(u.mnt & ((T(1) << (s - 1)) - 1)) != 0);
     x = T(fp_round_integer<T>(x, err, u.sgn, rounding));
-    if (exact && err) u.flags |= FPLIB_IXC;
+    if (exact && err) u.flags |= FPSCR_IXC;
     if (!x) return u.finish(fp_zero<T>(u.sgn), fpscr);
     int e = EXPINT + (W - 1 - M);
     x = fp_normalise(x, &e);
@@ -101,7 +101,7 @@ T FPRoundInt(T op, FPRounding rounding, bool exact, FPSCR& fpscr) {
 }
 
 unsigned long FPToFixed_64(int sgn, int exp, unsigned long mnt, bool u, FPRounding rounding,
-                           int* flags) {
+                           FPSCR* flags) {
     const uint64_t m = mnt << 11;
     const int sh = 1086 - exp;
     uint64_t x = sh < 64 ? m >> sh : 0;
@@ -114,10 +114,10 @@ unsigned long FPToFixed_64(int sgn, int exp, unsigned long mnt, bool u, FPRoundi
     x = fp_round_integer<uint64_t>(x, err, sgn, rounding);
     const bool overflow = u ? (sgn && x) : (x > (1ull << 63) - 1 + uint64_t(sgn));
     if (overflow) {
-        *flags = FPLIB_IOC;
+        *flags = FPSCR_IOC;
         return u ? (sgn ? 0 : ~0ull) : (sgn ? 1ull << 63 : (1ull << 63) - 1);
     }
-    *flags = err ? FPLIB_IXC : 0;
+    *flags = err ? FPSCR_IXC : 0;
     return sgn ? -x : x;
 }
 
@@ -131,21 +131,22 @@ static uint64_t fp_saturate(int n, bool u, int sgn) {
 template <class F, class I>
 I fplibFPToFixed(F op, int fbits, bool u, FPRounding rounding, FPSCR& fpscr) {
     constexpr int N = sizeof(I) * 8;
-    int flags = 0, sgn, exp;
+    FPSCR flags = 0;
+    int sgn, exp;
     F mnt;
     fp_unpack(&sgn, &exp, &mnt, op, fp_mode(fpscr), &flags);
     uint64_t result;
-    int conv_flags = 0;
+    FPSCR conv_flags = 0;
     if (fp_nan(exp, mnt)) {
-        conv_flags = FPLIB_IOC;
+        conv_flags = FPSCR_IOC;
         result = 0;
     } else if (exp == FEMAX<F>) {
-        conv_flags = FPLIB_IOC;
+        conv_flags = FPSCR_IOC;
         result = fp_saturate(N, u, sgn);
     } else {
         exp += fbits + (1023 - FBIAS<F>);
         if (exp >= 1087) {
-            conv_flags = FPLIB_IOC;
+            conv_flags = FPSCR_IOC;
             result = fp_saturate(64, u, sgn);
         } else {
             result = FPToFixed_64(sgn, exp, uint64_t(mnt) << (52 - FM<F>), u, rounding,
@@ -156,7 +157,7 @@ I fplibFPToFixed(F op, int fbits, bool u, FPRounding rounding, FPSCR& fpscr) {
                           : int64_t(result) >= -(int64_t(1) << (N - 1)) &&
                                 int64_t(result) < (int64_t(1) << (N - 1));
             if (!fits) {
-                conv_flags = FPLIB_IOC;
+                conv_flags = FPSCR_IOC;
                 result = fp_saturate(N, u, sgn);
             }
         }
@@ -168,7 +169,7 @@ I fplibFPToFixed(F op, int fbits, bool u, FPRounding rounding, FPSCR& fpscr) {
 template <class T>
 T fplibFixedToFP(unsigned long op, int fbits, bool u, FPRounding rounding, FPSCR& fpscr) {
     constexpr int W = FW<T>;
-    int flags = 0;
+    FPSCR flags = 0;
     const int sgn = !u && (op >> 63);
     uint64_t x = sgn ? -op : op;
     if (!x) return fp_zero<T>(0);

@@ -7,7 +7,7 @@
 
 // The fused multiply-add of fp_arith.cpp at each width (its exported fp16_, fp32_, fp64_muladd).
 template <class T>
-inline T fp_muladd_w(T a, T b, T c, int scale, int mode, int* flags) {
+inline T fp_muladd_w(T a, T b, T c, int scale, int mode, FPSCR* flags) {
     if constexpr (FW<T> == 16) return fp16_muladd(a, b, c, scale, mode, flags);
     else if constexpr (FW<T> == 32) return fp32_muladd(a, b, c, scale, mode, flags);
     else return fp64_muladd(a, b, c, scale, mode, flags);
@@ -23,17 +23,17 @@ T FPRecipEstimate(T op, FPSCR& fpscr) {
     if (u.nan()) return u.finish(fp_process_nan(op, u.mode, &u.flags), fpscr);
     if (u.inf()) return u.finish(fp_zero<T>(u.sgn), fpscr);
     if (!u.mnt) {
-        u.flags |= FPLIB_DZC;
+        u.flags |= FPSCR_DZC;
         return u.finish(fp_infinity<T>(u.sgn), fpscr);
     }
     if (!(op & tiny_mask)) {
-        u.flags |= FPLIB_OFC | FPLIB_IXC;
+        u.flags |= FPSCR_OFC | FPSCR_IXC;
         return u.finish(fp_overflow_to_infinity(u.mode & 3, u.sgn) ? fp_infinity<T>(u.sgn)
                                                                     : fp_max_normal<T>(u.sgn),
                         fpscr);
     }
     if (flush && u.exp >= 2 * BIAS - 1) {
-        u.flags |= FPLIB_UFC;
+        u.flags |= FPSCR_UFC;
         return u.finish(fp_zero<T>(u.sgn), fpscr);
     }
     int e = u.exp + FE<T>;
@@ -58,11 +58,11 @@ T FPRSqrtEstimate(T op, FPSCR& fpscr) {
     fp_operand<T> u(op, fpscr);
     if (u.nan()) return u.finish(fp_process_nan(op, u.mode, &u.flags), fpscr);
     if (!u.mnt) {
-        u.flags |= FPLIB_DZC;
+        u.flags |= FPSCR_DZC;
         return u.finish(fp_infinity<T>(u.sgn), fpscr);
     }
     if (u.sgn) {
-        u.flags |= FPLIB_IOC;
+        u.flags |= FPSCR_IOC;
         return u.finish(fp_default_nan<T>(), fpscr);
     }
     if (u.inf()) return u.finish(fp_zero<T>(0), fpscr);
@@ -86,7 +86,7 @@ T FPRecpX(T op, FPSCR& fpscr) {
 // `inf_zero`.
 template <class T>
 static T fp_step_fused(T op1, T op2, T constant, T inf_zero, int scale, FPSCR& fpscr) {
-    int flags = 0;
+    FPSCR flags = 0;
     const int mode = fp_mode(fpscr);
     op1 = FPNeg(op1);
     auto [a_sgn, a_exp, b_sgn, b_exp, a_mnt, b_mnt] = fp_pair<T>(op1, op2, mode, &flags);
@@ -164,7 +164,7 @@ static const T* fp_ftmad_coeff() {
 
 template <class T>
 T FPTRIMADD(unsigned long x, T op1, T op2, FPSCR& fpscr) {
-    int flags = 0;
+    FPSCR flags = 0;
     unsigned index = unsigned(x & 7) + (op2 >> (FW<T> - 1) ? 8 : 0);
     T r = fp_muladd_w<T>(fp_ftmad_coeff<T>()[index], op1, FPAbs(op2), 0, fp_mode(fpscr), &flags);
     fp_set_flags(fpscr, flags);

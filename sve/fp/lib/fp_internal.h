@@ -60,7 +60,7 @@ template <class T> inline bool fp_inf(int exp, T mnt) { return exp == FEMAX<T> &
 // Sign, exponent and mantissa with the implicit bit made explicit. A zero exponent field reads
 // as exponent 1; denormals are flushed by FZ16 (half, no flag) or FZ (single, double, IDC).
 template <class T>
-inline void fp_unpack(int* sgn, int* exp, T* mnt, T x, int mode, int* flags) {
+inline void fp_unpack(int* sgn, int* exp, T* mnt, T x, int mode, FPSCR* flags) {
     *sgn = int(x >> (FW<T> - 1));
     *exp = int((x >> FM<T>) & FEMAX<T>);
     *mnt = T(x & FFRAC<T>);
@@ -73,7 +73,7 @@ inline void fp_unpack(int* sgn, int* exp, T* mnt, T x, int mode, int* flags) {
         if (mode & FPLIB_FZ16) *mnt = 0;
     } else if ((mode & FPLIB_FZ) && *mnt) {
         *mnt = 0;
-        *flags |= FPLIB_IDC;
+        *flags |= FPSCR_IDC;
     }
 }
 
@@ -214,13 +214,13 @@ inline T fp_collapse(fp_wide_t<T> x) {
 
 // ---- NaN processing.
 template <class T>
-inline T fp_process_nan(T a, int mode, int* flags) {
-    if (!(a & FQUIET<T>)) *flags |= FPLIB_IOC;
+inline T fp_process_nan(T a, int mode, FPSCR* flags) {
+    if (!(a & FQUIET<T>)) *flags |= FPSCR_IOC;
     return (mode & FPLIB_DN) ? fp_default_nan<T>() : T(a | FQUIET<T>);
 }
 // Zero when neither operand is a NaN.
 template <class T>
-inline T fp_process_nans(T a, T b, int mode, int* flags) {
+inline T fp_process_nans(T a, T b, int mode, FPSCR* flags) {
     if (fp_is_snan(a)) return fp_process_nan(a, mode, flags);
     if (fp_is_snan(b)) return fp_process_nan(b, mode, flags);
     if (fp_is_nan(a)) return fp_process_nan(a, mode, flags);
@@ -228,7 +228,7 @@ inline T fp_process_nans(T a, T b, int mode, int* flags) {
     return 0;
 }
 template <class T>
-inline T fp_process_nans3(T a, T b, T c, int mode, int* flags) {
+inline T fp_process_nans3(T a, T b, T c, int mode, FPSCR* flags) {
     if (fp_is_snan(a)) return fp_process_nan(a, mode, flags);
     if (fp_is_snan(b)) return fp_process_nan(b, mode, flags);
     if (fp_is_snan(c)) return fp_process_nan(c, mode, flags);
@@ -246,11 +246,11 @@ inline bool fp_overflow_to_infinity(int rm, int sgn) {
 
 // ---- Rounding. `rm` is 0-3 or 5 (round to odd, half and single only).
 template <class T>
-inline T fp_round_(int sgn, int exp, T mnt, int rm, int mode, int* flags) {
+inline T fp_round_(int sgn, int exp, T mnt, int rm, int mode, FPSCR* flags) {
     constexpr int W = FW<T>, M = FM<T>, G = W - M - 2;
     const bool flush = FW<T> == 16 ? (mode & FPLIB_FZ16) : (mode & FPLIB_FZ);
     if (flush && exp < 1) {
-        *flags |= FPLIB_UFC;
+        *flags |= FPSCR_UFC;
         return fp_zero<T>(sgn);
     }
     // Leading one at bit M+2, fraction down to bit 2, rounding bit 1, sticky bit 0.
@@ -268,7 +268,7 @@ inline T fp_round_(int sgn, int exp, T mnt, int rm, int mode, int* flags) {
         err = s < W ? int(((m >> s) & 3) | T((m & ((T(1) << s) - 1)) != 0)) : 1;
     }
     // Tininess is detected before rounding.
-    if (!e && err) *flags |= FPLIB_UFC;
+    if (!e && err) *flags |= FPSCR_UFC;
     if ((rm == FPRounding_TIEEVEN && (err == 3 || (err == 2 && (v & 1)))) ||
         (rm == FPRounding_POSINF && !sgn && err) || (rm == FPRounding_NEGINF && sgn && err)) {
         v = T(v + 1);
@@ -284,14 +284,14 @@ inline T fp_round_(int sgn, int exp, T mnt, int rm, int mode, int* flags) {
     if (W == 16 && (mode & FPLIB_AHP)) {
         // Alternative half precision: exponent 31 is ordinary, and there is no infinity.
         if (e > FEMAX<T>) {
-            *flags |= FPLIB_IOC;
+            *flags |= FPSCR_IOC;
             return T((T(sgn) << (W - 1)) | T(0x7FFF));
         }
     } else if (e >= FEMAX<T>) {
-        *flags |= FPLIB_OFC | FPLIB_IXC;
+        *flags |= FPSCR_OFC | FPSCR_IXC;
         return fp_overflow_to_infinity(rm, sgn) ? fp_infinity<T>(sgn) : fp_max_normal<T>(sgn);
     }
-    if (err) *flags |= FPLIB_IXC;
+    if (err) *flags |= FPSCR_IXC;
     return fp_pack<T>(sgn, e, v);
 }
 
@@ -299,11 +299,11 @@ inline T fp_round_(int sgn, int exp, T mnt, int rm, int mode, int* flags) {
 // Rounds a mantissa normalised to the top of its word (leading one included) with the exponent
 // of the normalise ladder: the common last step of most operations.
 template <class T>
-inline T fp_round_normalised(int sgn, int exp, T mnt, int rm, int mode, int* flags) {
+inline T fp_round_normalised(int sgn, int exp, T mnt, int rm, int mode, FPSCR* flags) {
     return fp_round_<T>(sgn, exp + FNORM<T>, T(mnt << 1), rm, mode, flags);
 }
 
-inline void fp_set_flags(FPSCR& fpscr, int flags) { fpscr |= FPSCR(flags) & 0x9F; }
+inline void fp_set_flags(FPSCR& fpscr, FPSCR flags) { fpscr |= flags & FPSCR_EXCEPTION_MASK; }
 
 // Two operands unpacked in operand order, so that IDC of either stands whatever decides the
 // result; flushed denormals count as zeros.
@@ -311,7 +311,7 @@ template <class T>
 struct fp_pair {
     int a_sgn, a_exp, b_sgn, b_exp;
     T a_mnt, b_mnt;
-    fp_pair(T a, T b, int mode, int* flags) {
+    fp_pair(T a, T b, int mode, FPSCR* flags) {
         fp_unpack(&a_sgn, &a_exp, &a_mnt, a, mode, flags);
         fp_unpack(&b_sgn, &b_exp, &b_mnt, b, mode, flags);
     }
@@ -329,7 +329,9 @@ struct fp_pair {
 // merges them (and whatever the operation added) into `fpscr`.
 template <class T>
 struct fp_operand {
-    int mode, flags = 0, sgn, exp;
+    int mode;
+    FPSCR flags = 0;
+    int sgn, exp;
     T mnt;
     fp_operand(T op, FPSCR fpscr) : mode(fp_mode(fpscr)) {
         fp_unpack(&sgn, &exp, &mnt, op, mode, &flags);

@@ -24,6 +24,7 @@ constexpr FPSCR FPSCR_DN = 1u << 25;
 constexpr FPSCR FPSCR_AHP = 1u << 26;
 constexpr FPSCR FPSCR_CONTROL_MASK = 0x07C89F00u;  // the FPCR fields an FPSCR holds
 constexpr FPSCR FPSCR_STATUS_MASK = 0xF800009Fu;   // the FPSR fields an FPSCR holds
+constexpr FPSCR FPSCR_EXCEPTION_MASK = 0x9Fu;     // the cumulative exception flags
 
 enum FPRounding {
     FPRounding_TIEEVEN = 0,
@@ -40,14 +41,6 @@ constexpr int FPLIB_FZ = 4;
 constexpr int FPLIB_DN = 8;
 constexpr int FPLIB_AHP = 16;
 constexpr int FPLIB_FZ16 = 32;
-
-// Internal flag word: the bit values of FPSCR byte 0.
-constexpr int FPLIB_IOC = 1;
-constexpr int FPLIB_DZC = 2;
-constexpr int FPLIB_OFC = 4;
-constexpr int FPLIB_UFC = 8;
-constexpr int FPLIB_IXC = 16;
-constexpr int FPLIB_IDC = 128;
 
 inline FPRounding FPRoundingMode(FPSCR fpscr) {
     return FPRounding((fpscr >> FPSCR_RMODE_SHIFT) & 3);
@@ -70,10 +63,11 @@ template <class T>
 inline T FPAbs(T op) { return T(op & ~(T(1) << (sizeof(T) * 8 - 1))); }
 
 // ---- Rounding of an unpacked value: `mnt` is the fraction left-aligned in the word with the
-// leading one removed and a sticky lowest bit; `exp` the biased exponent of 1.fraction.
-unsigned short fp16_round_(int sgn, int exp, unsigned short mnt, int rm, int mode, int* flags);
-unsigned int fp32_round_(int sgn, int exp, unsigned int mnt, int rm, int mode, int* flags);
-unsigned long fp64_round_(int sgn, int exp, unsigned long mnt, int rm, int mode, int* flags);
+// leading one removed and a sticky lowest bit; `exp` the biased exponent of 1.fraction. The
+// internal routines OR the exceptions they raise into *flags (FPSCR_IOC ... FPSCR_IDC).
+unsigned short fp16_round_(int sgn, int exp, unsigned short mnt, int rm, int mode, FPSCR* flags);
+unsigned int fp32_round_(int sgn, int exp, unsigned int mnt, int rm, int mode, FPSCR* flags);
+unsigned long fp64_round_(int sgn, int exp, unsigned long mnt, int rm, int mode, FPSCR* flags);
 
 // Canonicalise one operand (quiet input flush, NaN processing).
 unsigned short FPProcess16(unsigned short op, FPSCR& fpscr);
@@ -91,11 +85,11 @@ template <class T> T FPSqrt(T op, FPSCR& fpscr);
 template <class T> T FPMulAdd(T addend, T op1, T op2, FPSCR& fpscr);
 // a + b * c, multiplied by 2^scale before the one rounding.
 unsigned short fp16_muladd(unsigned short a, unsigned short b, unsigned short c, int scale,
-                           int mode, int* flags);
+                           int mode, FPSCR* flags);
 unsigned int fp32_muladd(unsigned int a, unsigned int b, unsigned int c, int scale, int mode,
-                         int* flags);
+                         FPSCR* flags);
 unsigned long fp64_muladd(unsigned long a, unsigned long b, unsigned long c, int scale, int mode,
-                          int* flags);
+                          FPSCR* flags);
 
 // ---- Compare, min and max.
 template <class T> bool FPCompareEQ(T a, T b, FPSCR& fpscr);
@@ -117,7 +111,7 @@ template <class T> T FPRoundInt(T op, FPRounding rounding, bool exact, FPSCR& fp
 template <class F, class I> I fplibFPToFixed(F op, int fbits, bool u, FPRounding rounding,
                                              FPSCR& fpscr);
 unsigned long FPToFixed_64(int sgn, int exp, unsigned long mnt, bool u, FPRounding rounding,
-                           int* flags);
+                           FPSCR* flags);
 // `op` is already sign- or zero-extended to 64 bits.
 template <class T> T fplibFixedToFP(unsigned long op, int fbits, bool u, FPRounding rounding,
                                     FPSCR& fpscr);

@@ -121,53 +121,10 @@ using gf_fp_mul_ix_h = forms::gform<forms::DZ<0>, forms::Z<5>, fp_forms::ZN<16, 
 using gf_fp_mul_ix_s = forms::gform<forms::DZ<0>, forms::Z<5>, fp_forms::ZN<16, 3>, forms::UImm<19, 2>>;
 using gf_fp_mul_ix_d = forms::gform<forms::DZ<0>, forms::Z<5>, fp_forms::ZN<16, 4>, forms::UImm<20, 1>>;
 
-// ---- specialised operations (single and double elements; FDUP also half) ----
-#define FPV_SPEC(name, ...) aarch64_decode_rc name(cpu_state* s, __VA_ARGS__);
-#define FPV_S_ZPZ(name, ...) FPV_SPEC(name, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm)
-#define FPV_S_ZZZ(name, ...) FPV_SPEC(name, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm)
-#define FPV_S_ZPI(name, ...) FPV_SPEC(name, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_sve_fp_arith_imm imm)
-#define FPV_S_UN(name, ...) FPV_SPEC(name, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn)
-#define FPV_S_CVT(name, ...) FPV_SPEC(name, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn)
-#define FPV_S_FMA(name, ...) FPV_SPEC(name, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg za, aarch64_z_reg zb)
-#define FPV_S_CMP(name, ...) FPV_SPEC(name, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_z_reg zm)
-#define FPV_S_CMP0(name, ...) FPV_SPEC(name, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_z_reg zn)
-#include "sve/fp/vector/fp_specialised.inc"
-#undef FPV_S_ZPZ
-#undef FPV_S_ZZZ
-#undef FPV_S_ZPI
-#undef FPV_S_UN
-#undef FPV_S_CVT
-#undef FPV_S_FMA
-#undef FPV_S_CMP
-#undef FPV_S_CMP0
-FPV_SPEC(sve_frecpe_zz, aarch64_z_reg zd, aarch64_z_reg zn)
-FPV_SPEC(sve_fdup_zi, aarch64_z_reg zd, aarch64_sve_fp_dup_imm imm)
-FPV_SPEC(sve_fmaxnmv_vpz, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn)
-FPV_SPEC(sve_fminnmv_vpz, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn)
-FPV_SPEC(sve_fcmla_zpzzr, aarch64_z_reg zda, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_z_reg zm, uint64_t rot)
-#undef FPV_SPEC
+// ---- the operations of the rows (single and double elements; FDUP also half) and the generic
+// functions written by hand, declared from the table ----
+#include "sve/fp/vector/generated/fp_declarations.h"
 
 // ---- generic functions ----
 // Those that an element loop template makes are declared from the row table.
 #include "sve/fp/vector/generated/functions.h"
-
-#define FPV_FOR_TYPES(X) X(F16) X(F32) X(D64)
-#define FPV_DECL_MISC(T)                                                                                 \
-    VecV Vec##T##TRIMADDVVI(VecV zdn, VecV zm, uint64_t imm3, CpuContext* c);                            \
-    VecV Vec##T##DupI(uint64_t imm, CpuContext* c);                                                      \
-    VecV Vec##T##DupIM(VecV zd, PredV pg, uint64_t imm, CpuContext* c);                                  \
-    uint64_t Vec##T##AddReduceFV(PredV pg, VecV zn, CpuContext* c);                                      \
-    uint64_t Vec##T##MaxReduceFV(PredV pg, VecV zn, CpuContext* c);                                      \
-    uint64_t Vec##T##MinReduceFV(PredV pg, VecV zn, CpuContext* c);                                      \
-    uint64_t Vec##T##MaxNumReduceFV(PredV pg, VecV zn, CpuContext* c);                                   \
-    uint64_t Vec##T##MinNumReduceFV(PredV pg, VecV zn, CpuContext* c);                                   \
-    uint64_t Vec##T##AddReduceAV(PredV pg, uint64_t init, VecV zm, CpuContext* c);                       \
-    VecV Vec##T##FCADDVVM(VecV zdn, PredV pg, VecV zm, uint64_t rot, CpuContext* c);                     \
-    VecV Vec##T##FCMLAVVVM(VecV zda, PredV pg, VecV zn, VecV zm, uint64_t rot, CpuContext* c);           \
-    VecV Vec##T##FMAVVVIX(VecV zn, VecV zm, VecV zda, uint64_t index, CpuContext* c);                    \
-    VecV Vec##T##FMSVVVIX(VecV zn, VecV zm, VecV zda, uint64_t index, CpuContext* c);                    \
-    VecV Vec##T##MulVVIX(VecV zn, VecV zm, uint64_t index, CpuContext* c);
-FPV_FOR_TYPES(FPV_DECL_MISC)
-#undef FPV_DECL_MISC
-VecV VecF16FCMLAVVVIX(VecV zn, VecV zm, VecV zda, uint64_t rot, uint64_t index, CpuContext* c);
-VecV VecF32FCMLAVVVIX(VecV zn, VecV zm, VecV zda, uint64_t rot, uint64_t index, CpuContext* c);

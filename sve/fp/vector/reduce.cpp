@@ -69,10 +69,10 @@ aarch64_decode_rc s_reduce_nm(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch
 
 }  // namespace
 
-aarch64_decode_rc sve_fmaxnmv_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn) {
+aarch64_decode_rc sve_fmaxnmv_vpz(cpu_state* s, uint64_t vd, aarch64_p_reg pg, aarch64_z_reg zn) {
     return s_reduce_nm<fp_elements::MaxNum>(s, vd, pg, zn);
 }
-aarch64_decode_rc sve_fminnmv_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn) {
+aarch64_decode_rc sve_fminnmv_vpz(cpu_state* s, uint64_t vd, aarch64_p_reg pg, aarch64_z_reg zn) {
     return s_reduce_nm<fp_elements::MinNum>(s, vd, pg, zn);
 }
 
