@@ -1,6 +1,7 @@
 // The patch stage: a rewritten sequence encoded as machine code into a trampoline within branch
 // range, and the SVE word replaced by a branch to it, so that later executions do not trap.
-// SVE_HOST_STAGE=trap keeps every word in the trap stage.
+// SVE_HOST_STAGE=trap keeps every word in the trap stage, SVE_HOST_STAGE=patch gives every word
+// the client's sequence; otherwise (translate, or nothing said) runs of words are translated.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -109,7 +110,7 @@ bool host_patch(uintptr_t pc, const sequence* s) {
 void host_setup_patch_stage(void* client) {
     const char* stage = getenv("SVE_HOST_STAGE");
     if (stage && (std::strcmp(stage, "trap") == 0 || std::strcmp(stage, "1") == 0)) return;
-    bool translate = stage && std::strcmp(stage, "translate") == 0;
+    bool translate = !stage || std::strcmp(stage, "patch") != 0;
     uintptr_t offset = uintptr_t(&this_thread) - uintptr_t(__builtin_thread_pointer());
     if (offset >= (uintptr_t(1) << 24)) return;  // not reachable with two adds
     code_env.thread_offset = offset;
