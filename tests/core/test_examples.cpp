@@ -1,4 +1,5 @@
-// Words run from lookup to register: add with an immediate and sel.
+// Words run from lookup to register: add with an immediate and sel, over every element of the
+// build's vector length.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -14,10 +15,10 @@ TEST(Examples, AddImmediateBytes) {
     sve_handler_t h = get_sve_handler(0x2520C065);  // add z5.b, z5.b, #3
     ASSERT_NE(h, nullptr);
     ASSERT_EQ(h(&s, 0x2520C065), RC_DONE);
-    for (int i = 0; i < 80; i++) EXPECT_EQ(s.z[5][i], uint8_t(before.z[5][i] + 3)) << i;
+    for (int i = 0; i < SVE_VL_BYTES; i++) EXPECT_EQ(s.z[5][i], uint8_t(before.z[5][i] + 3)) << i;
     EXPECT_EQ(s.insn, 0x2520C065u);
     s.insn = before.insn;
-    std::memcpy(s.z[5], before.z[5], 80);
+    std::memcpy(s.z[5], before.z[5], SVE_VL_BYTES);
     EXPECT_EQ(state_diff(before, s), "") << "only z5 and insn may change";
 }
 
@@ -41,7 +42,7 @@ TEST(Examples, AddImmediateEveryWidthAndShift) {
         uint32_t zd = c.word & 31;
         ASSERT_EQ(get_sve_handler(c.word)(&s, c.word), RC_DONE);
         int bytes = 1 << c.esz;
-        for (int e = 0; e < 80 / bytes; e++) {
+        for (int e = 0; e < SVE_VL_BYTES / bytes; e++) {
             uint64_t a = 0, got = 0;
             std::memcpy(&a, before.z[zd] + e * bytes, bytes);
             std::memcpy(&got, s.z[zd] + e * bytes, bytes);
@@ -55,12 +56,12 @@ TEST(Examples, SelWords) {
     cpu_state s;
     test_rng r(23);
     random_state(s, r);
-    for (int i = 0; i < 80; i++) s.p[2][i] = uint8_t((i / 4) % 3 == 0 ? 1 : (i % 4 == 0 ? 0xFE : 0x01));
+    for (int i = 0; i < SVE_VL_BYTES; i++) s.p[2][i] = uint8_t((i / 4) % 3 == 0 ? 1 : (i % 4 == 0 ? 0xFE : 0x01));
     cpu_state before = s;
     sve_handler_t h = get_sve_handler(0x05A4C861);  // sel z1.s, p2, z3.s, z4.s
     ASSERT_NE(h, nullptr);
     ASSERT_EQ(h(&s, 0x05A4C861), RC_DONE);
-    for (int e = 0; e < 20; e++) {
+    for (int e = 0; e < SVE_VL_BYTES / 4; e++) {
         bool active = before.p[2][4 * e] & 1;
         const uint8_t* src = active ? before.z[3] : before.z[4];
         EXPECT_EQ(std::memcmp(s.z[1] + 4 * e, src + 4 * e, 4), 0) << "element " << e;
@@ -71,11 +72,11 @@ TEST(Examples, SelDestinationMayBeASource) {
     cpu_state s;
     test_rng r(24);
     random_state(s, r);
-    for (int i = 0; i < 80; i++) s.p[0][i] = (i / 8) & 1;
+    for (int i = 0; i < SVE_VL_BYTES; i++) s.p[0][i] = (i / 8) & 1;
     cpu_state before = s;
     uint32_t w = 0x05E0C000 | (0u << 16) | (0 << 10) | (1u << 5) | 0u;  // sel z0.d, p0, z1.d, z0.d
     ASSERT_EQ(get_sve_handler(w)(&s, w), RC_DONE);
-    for (int e = 0; e < 10; e++) {
+    for (int e = 0; e < SVE_VL_BYTES / 8; e++) {
         const uint8_t* src = (e & 1) ? before.z[1] : before.z[0];
         EXPECT_EQ(std::memcmp(s.z[0] + 8 * e, src + 8 * e, 8), 0) << e;
     }

@@ -5,10 +5,30 @@
 
 #include "sve/core/cpu_state.h"
 
+// Element counts of the lengths that machines have and of the default, as the architecture
+// gives them (VL/8 bytes, VL/64 packed predicate bytes), worked out by hand; the build checks
+// its own length's row, and any length the relations between the widths.
 TEST(State, ElementCounts) {
-    const int expect[] = {80, 40, 20, 10};
-    for (int s = 0; s < 4; s++) EXPECT_EQ(elements_of(s), expect[s]);
-    EXPECT_EQ(SVE_PL_BYTES, 10);
+    struct {
+        int bits, bytes, halves, words, doubles, packed_predicate;
+    } lengths[] = {
+        {128, 16, 8, 4, 2, 2},     {256, 32, 16, 8, 4, 4},       {512, 64, 32, 16, 8, 8},
+        {640, 80, 40, 20, 10, 10}, {2048, 256, 128, 64, 32, 32},
+    };
+    bool listed = false;
+    for (auto& l : lengths) {
+        if (l.bits != SVE_VL_BITS) continue;
+        listed = true;
+        const int want[] = {l.bytes, l.halves, l.words, l.doubles};
+        for (int s = 0; s < 4; s++) EXPECT_EQ(elements_of(s), want[s]) << "size " << s;
+        EXPECT_EQ(SVE_PL_BYTES, l.packed_predicate);
+    }
+    if (!listed) {
+        EXPECT_EQ(elements_of(0), SVE_VL_BITS / 8);
+        EXPECT_EQ(SVE_PL_BYTES * 8, elements_of(0));
+    }
+    for (int s = 1; s < 4; s++) EXPECT_EQ(elements_of(s) * 2, elements_of(s - 1)) << "size " << s;
+    EXPECT_EQ(sizeof(cpu_state::z[0]), size_t(SVE_VL_BITS / 8));
 }
 
 TEST(State, RegisterThirtyOneRules) {

@@ -64,6 +64,13 @@ inline bool have_fma() {
     return yes;
 }
 
+// Whether the whole instruction on SSE pays for the MXCSR set-up and the read of its flags: on
+// the x86-64 processors measured a write of MXCSR makes the next read wait, together some 100 ns,
+// about what the software library takes for ten single or double elements. Shorter vectors (128
+// and 256 bits, doubles up to 512) are faster in the element loop.
+template <class T>
+constexpr bool sse_pays = SVE_VL_BYTES / sizeof(T) >= 10;
+
 // Lanes of an element pattern type: FP and integer vectors of 16 bytes.
 typedef float v4f32 __attribute__((vector_size(16)));
 typedef double v2f64 __attribute__((vector_size(16)));

@@ -66,16 +66,16 @@ struct vsrc {
 inline vsrc vreg(const cpu_state* s, uint32_t z) { return {s->z[z], 16}; }
 
 // The whole instruction on the host's vector unit, where the host has one that the operation can
-// use exactly (x86-64, see host_fp_x86.h): OP on the operands into `out`, merged with `merge`
-// under `pred` if PRED (compares: zero where `pred` is inactive). Returns false, having changed
-// nothing, where the element loop must run instead.
+// use exactly and the vector is long enough for it to pay (x86-64, see host_fp_x86.h): OP on the
+// operands into `out`, merged with `merge` under `pred` if PRED (compares: zero where `pred` is
+// inactive). Returns false, having changed nothing, where the element loop must run instead.
 template <class T, class OP, bool PRED, class... In>
 __attribute__((always_inline)) inline bool spec_vec([[maybe_unused]] cpu_state* s, [[maybe_unused]] uint8_t* out,
                      [[maybe_unused]] const uint8_t* pred, [[maybe_unused]] const uint8_t* merge,
                      [[maybe_unused]] In... in) {
 #if defined(__x86_64__)
     typedef fp_elements::x86<OP> X;
-    if constexpr (X::has) {
+    if constexpr (X::has && x86_fp::sse_pays<T>) {
         if (X::fused && !x86_fp::have_fma()) return false;
         return x86_fp::run<T, X::kind, PRED, X>(s, out, pred, merge, in...);
     }
